@@ -1,0 +1,29 @@
+#pragma once
+// The process-wide progress record behind GetApiProgress(). Long operations
+// divide [0, 1] into nested stages: EnterStage(end) makes SetProgress(0..1)
+// move between the current value and Map(end) until LeaveStage().
+
+#include <vector>
+
+namespace ORVO {
+
+class ApiProgress {
+public:
+    double mLastValue = 0.0;
+    double mValue = 0.0;
+    std::vector<double> mRangeStack;  // (start, end) pairs of nested stages
+    int mSuspendCount = 0;
+
+    // The record, created on first use and never freed.
+    static ApiProgress& Get();
+
+    double Map(double t) const;
+    void SetProgress(double t);
+    void EnterStage(double end);
+    void LeaveStage();
+    void Suspend();
+    void Resume();
+    void Reset();
+};
+
+}  // namespace ORVO
