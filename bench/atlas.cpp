@@ -1,0 +1,187 @@
+// Atlas benchmark: runs the options form of GenerateUVAtlas (strict mode,
+// 1024 texels, one-texel gap) on every mesh of ../shared/meshes at a few chart
+// counts, writes each atlas as OBJ, judges it with ../shared/tools/uveval and
+// prints one table row per run.
+//
+//   bench_atlas [--mesh NAME] [--runs N] [--scale S] [--out DIR] [--counts-only xatlas|all]
+//
+// Each configuration runs in a child process, so the peak memory column is
+// that run's own (mesh loading included).
+
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "io/ObjFile.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The chart counts xatlas makes on these meshes (../shared/anchors.md; for
+// igea and igea_x4 its valid run on the mesh scaled by 100).
+const std::map<std::string, int> kReferenceCharts = {
+    {"suzanne", 70},      {"torus", 13},        {"spot", 39},   {"teapot", 52},  {"rocker_arm", 43},
+    {"armadillo", 99},    {"meshroom_scan", 1109}, {"bunny", 1062}, {"tower_holes", 466}, {"ogre", 720},
+    {"igea", 47},         {"igea_x4", 47}};
+
+const char* kMeshOrder[] = {"suzanne", "torus", "spot", "teapot", "rocker_arm", "armadillo",
+                            "meshroom_scan", "bunny", "tower_holes", "ogre", "igea", "igea_x4"};
+
+struct RunResult {
+    int status = 0;
+    int charts = 0;
+    double seconds = 0.0;
+    int faces = 0;
+};
+
+std::string ExtractField(const std::string& json, const std::string& key) {
+    std::string pattern = "\"" + key + "\":";
+    size_t at = json.find(pattern);
+    if (at == std::string::npos) return "-";
+    at += pattern.size();
+    size_t end = json.find_first_of(",}", at);
+    return json.substr(at, end - at);
+}
+
+std::string RunCommand(const std::string& command) {
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return output;
+    char buffer[4096];
+    while (fgets(buffer, sizeof(buffer), pipe)) output += buffer;
+    pclose(pipe);
+    return output;
+}
+
+// Runs the atlas `runs` times in a child; returns the median time, charts and
+// the child's peak memory in MB.
+RunResult RunChild(const std::string& meshPath, int charts, int runs, double scale, const std::string& outPath,
+                   long& peakKb) {
+    int fds[2];
+    if (pipe(fds) != 0) return {};
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(fds[0]);
+        RunResult result;
+        ORVO::ObjContents contents;
+        std::string error;
+        if (ORVO::_ReadObj(meshPath, contents, &error) != 0) {
+            result.status = -100;
+        } else {
+            for (ORVO::Vector3& p : contents.positions) p *= scale;
+            ORVO::TriMesh mesh;
+            ORVO::_ObjToTriMesh(contents, mesh);
+            result.faces = mesh.GetTriangleCount();
+            ORVO::UVAtlasOptions options;
+            options.chartCount = charts;
+            std::vector<double> times;
+            std::vector<double> tex;
+            std::vector<int> ids;
+            for (int r = 0; r < runs; ++r) {
+                ORVO::UVAtlasReport report;
+                result.status = ORVO::UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids, &report);
+                if (result.status != 0) break;
+                times.push_back(report.seconds);
+                result.charts = report.chartCount;
+            }
+            if (result.status == 0) {
+                std::sort(times.begin(), times.end());
+                result.seconds = times[times.size() / 2];
+                ORVO::_WriteObj(outPath, mesh, tex, ids);
+            }
+        }
+        ssize_t written = write(fds[1], &result, sizeof(result));
+        (void)written;
+        _exit(0);
+    }
+    close(fds[1]);
+    RunResult result;
+    result.status = -101;
+    if (read(fds[0], &result, sizeof(result)) != static_cast<ssize_t>(sizeof(result))) result.status = -101;
+    close(fds[0]);
+    int wstatus = 0;
+    struct rusage usage {};
+    wait4(pid, &wstatus, 0, &usage);
+    peakKb = usage.ru_maxrss;
+    return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string shared = QARN_SHARED_DIR;
+    std::string only, outDir = "atlas-out", countMode = "all";
+    int runs = 3;
+    double scale = 1.0;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        if (a == "--mesh" && i + 1 < argc) only = argv[++i];
+        else if (a == "--runs" && i + 1 < argc) runs = std::max(1, std::atoi(argv[++i]));
+        else if (a == "--scale" && i + 1 < argc) scale = std::atof(argv[++i]);
+        else if (a == "--out" && i + 1 < argc) outDir = argv[++i];
+        else if (a == "--counts-only" && i + 1 < argc) countMode = argv[++i];
+    }
+    struct stat st {};
+    if (stat((shared + "/meshes").c_str(), &st) != 0) {
+        std::printf("bench_atlas: %s/meshes not found, nothing to measure (skipped)\n", shared.c_str());
+        return 0;
+    }
+    mkdir(outDir.c_str(), 0755);
+    std::string judge = outDir + "/uveval";
+    if (access(judge.c_str(), X_OK) != 0) {
+        RunCommand("sh " + shared + "/tools/build-uveval.sh " + outDir + " >/dev/null 2>&1");
+    }
+
+    std::printf("| mesh | faces | charts asked | charts made | seconds | peak MB | overlap | flipped | in unit square "
+                "| zero-area | utilization | stretch_l2 | stretch_linf | sym_dirichlet | seam_length_ratio |\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::fflush(stdout);
+    for (const char* name : kMeshOrder) {
+        if (!only.empty() && only != name) continue;
+        std::string meshPath = shared + "/meshes/" + name + ".obj";
+        if (access(meshPath.c_str(), R_OK) != 0) continue;
+        int reference = kReferenceCharts.at(name);
+        std::vector<int> counts{reference};
+        if (countMode == "all") counts = {std::max(1, reference / 2), reference, reference * 2};
+        for (int charts : counts) {
+            std::string outPath = outDir + "/" + name + "_" + std::to_string(charts) + ".obj";
+            long peakKb = 0;
+            RunResult r = RunChild(meshPath, charts, runs, scale, outPath, peakKb);
+            if (r.status != 0) {
+                std::printf("| %s | %d | %d | failed (%d) |\n", name, r.faces, charts, r.status);
+                std::fflush(stdout);
+                continue;
+            }
+            // The judge compares with the mesh as the atlas saw it.
+            std::string original = meshPath;
+            if (scale != 1.0) {
+                original = outDir + "/" + name + "_scaled.obj";
+                ORVO::ObjContents contents;
+                ORVO::_ReadObj(meshPath, contents, nullptr);
+                for (ORVO::Vector3& p : contents.positions) p *= scale;
+                ORVO::TriMesh mesh;
+                ORVO::_ObjToTriMesh(contents, mesh);
+                ORVO::_WriteObj(original, mesh, {}, {});
+            }
+            std::string json = RunCommand(judge + " " + original + " " + outPath + " 2>/dev/null");
+            std::printf("| %s | %d | %d | %d | %.3f | %.0f | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", name,
+                        r.faces, charts, r.charts, r.seconds, peakKb / 1024.0, ExtractField(json, "overlap").c_str(),
+                        ExtractField(json, "flipped_faces").c_str(), ExtractField(json, "in_unit_square").c_str(),
+                        ExtractField(json, "zero_area_uv_faces").c_str(), ExtractField(json, "utilization").c_str(),
+                        ExtractField(json, "stretch_l2").c_str(), ExtractField(json, "stretch_linf").c_str(),
+                        ExtractField(json, "sym_dirichlet").c_str(), ExtractField(json, "seam_length_ratio").c_str());
+            std::fflush(stdout);
+        }
+    }
+    return 0;
+}

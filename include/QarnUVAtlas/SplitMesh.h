@@ -1,0 +1,30 @@
+#pragma once
+// Cutting a triangle mesh open along paths of its edges.
+
+#include <QarnUVAtlas/Export.h>
+#include <QarnUVAtlas/TriMesh.h>
+
+#include <vector>
+
+namespace ORVO {
+
+class ORVO_API SplitMesh {
+public:
+    // Cuts triMesh in place along lines, each a path of vertex ids whose
+    // consecutive pairs name the edges to cut (pairs that are not an edge are
+    // ignored). Around every vertex, the faces between two cut edges (or a cut
+    // edge and the boundary) form a wedge; the wedge holding the vertex's
+    // lowest triangle keeps the id, every other wedge gets an appended copy
+    // (same coordinate, normal, colour and texture coordinate) and its
+    // triangles are renumbered. Triangle count and order never change.
+    // vertexOrigins (optional) receives, per result vertex, the vertex it was
+    // copied from (itself for the kept ones).
+    // Returns 0; 0 also for an empty line list, which is logged and cuts
+    // nothing; -2 for a null mesh, a vertex id out of range or a non-manifold
+    // mesh (an edge of more than two triangles, a triangle repeating a vertex,
+    // or a vertex whose faces form several fans), leaving the mesh untouched.
+    static int SplitByLines(ITriMesh* triMesh, const std::vector<std::vector<int>>& lines,
+                            std::vector<int>* vertexOrigins);
+};
+
+}  // namespace ORVO

@@ -1,0 +1,102 @@
+#pragma once
+// The UV atlas: cutting a mesh into charts, flattening each chart with low
+// distortion, checking it for folds and packing all charts into one square.
+
+#include <QarnUVAtlas/Export.h>
+#include <QarnUVAtlas/Primitives.h>
+#include <QarnUVAtlas/TriMesh.h>
+
+#include <vector>
+
+namespace ORVO {
+
+// Settings of the options form of GenerateUVAtlas. The defaults reproduce the
+// plain form, except `strict`, which a real user wants on.
+struct ORVO_API UVAtlasOptions {
+    // Charts wanted for the whole mesh (shared among components by vertex
+    // count); 0 lets the library choose from the mesh.
+    int chartCount = 0;
+    // Texture size in texels and the gap kept between charts, in texels.
+    int resolution = 1024;
+    int gapTexels = 1;
+    // In strict mode every chart, at any split depth, is checked with the 2-D
+    // overlap test and split further while it folds, so that no output
+    // triangle is flipped or overlaps another.
+    bool strict = true;
+    // Accept every region's first flattening without checks.
+    bool acceptDirectly = false;
+    // Worker threads; 0 uses the process-wide setting (SetThreadCount).
+    int threadCount = 0;
+    // Optional cut lines (input vertex ids along mesh edges) applied first.
+    const std::vector<std::vector<int>>* initSplitLines = nullptr;
+};
+
+// What an options-form call produced.
+struct ORVO_API UVAtlasReport {
+    int chartCount = 0;        // charts in the atlas
+    double utilization = 0.0;  // total UV triangle area / unit square
+    double seconds = 0.0;      // wall time of the call
+};
+
+class ORVO_API UnfoldMesh {
+public:
+    // Cuts `triMesh` into charts, flattens and packs them into [0,1]^2.
+    // Inputs: triMesh (>= 3 vertices, >= 1 triangle), chartCount >= 1 (shared
+    //   among connected components by vertex count), needInitSplit with
+    //   initSplitLines (input vertex ids along edges) to cut first,
+    //   acceptDirectlyA/B to accept every first flattening unchecked.
+    // Outputs: texCoords (u,v pairs, chart after chart) and faceTexIds (3 per
+    //   face: the pair index of each corner), written only on success.
+    // Returns 0, -2 for invalid input (null, counts, non-finite coordinates,
+    //   ids out of range), or the failing stage's code.
+    static int GenerateUVAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCoords,
+                               std::vector<int>* faceTexIds, bool needInitSplit, bool acceptDirectlyA,
+                               bool acceptDirectlyB, const std::vector<std::vector<int>>* initSplitLines);
+
+    // Options form: the same pipeline with the texture resolution and gap,
+    // strict mode and thread count of `options`; fills `report` when not null.
+    // Returns as the plain form.
+    static int GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
+                               std::vector<double>* texCoords, std::vector<int>* faceTexIds,
+                               UVAtlasReport* report = nullptr);
+
+    // Least-squares conformal flattening of one disc-like chart.
+    // Inputs: triMesh; optional pins fixedVertexIndex with fixedVertexCoord
+    //   (u,v per pin); without pins two boundary vertices are pinned.
+    // Output: uvCoords, 2 per vertex, written only on success.
+    // Returns 0, -2 (invalid input, no boundary), -3 (system build/solve failed).
+    static int ConformalMap(const ITriMesh* triMesh, const std::vector<int>* fixedVertexIndex,
+                            const std::vector<double>* fixedVertexCoord, std::vector<double>* uvCoords);
+
+    // As-rigid-as-possible improvement of a flattening, iterationCount
+    // local/global steps; pins keep their input (u,v) (default: the first
+    // vertex of triangle 0).
+    // In/out: uvCoords, 2 per vertex. Returns 0, -2 (invalid input), -3.
+    static int OptimizeIsometric(const ITriMesh* triMesh, std::vector<double>* uvCoords, int iterationCount,
+                                 const std::vector<int>* fixedVertexIndex);
+
+    // Split lines for one connected component so that cutting along them
+    // leaves about chartCount disc-like, gently curved regions.
+    // Output: splitLines, each a list of vertex ids along mesh edges.
+    // Returns 0, -2 (null mesh, chartCount < 1).
+    static int GenerateAtlasSplitLines(const ITriMesh* triMesh, int chartCount,
+                                       std::vector<std::vector<int>>& splitLines);
+
+    // Moves every chart into [0,1]^2: one common scale, rotation allowed,
+    // no two charts closer than gapTexels texels of a resolution^2 texture.
+    // In/out: chartTexCoords[k], 2 per vertex of charts[k].
+    // Returns 0, -2 (empty or mismatched lists, non-finite input), -3.
+    static int PackUVAtlas(const std::vector<ITriMesh*>& charts, std::vector<std::vector<double>>& chartTexCoords,
+                           int resolution = 1024, int gapTexels = 1);
+};
+
+// Whether any two triangles of a flattened chart overlap in the plane.
+// Inputs: uvPoints, triangles (3 point ids each); weldCoincidentPoints makes
+//   points with identical coordinates one point first.
+// Outputs (when not null): overlapFaces, the overlapping triangle ids;
+//   overlapRatio, their area share. Returns true when an overlap was found.
+ORVO_API bool IsTriMesh2DOverlapped(const std::vector<Vector2>& uvPoints, const std::vector<int>& triangles,
+                                    bool weldCoincidentPoints, std::vector<int>* overlapFaces,
+                                    double* overlapRatio);
+
+}  // namespace ORVO

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the library and the demo program, and runs it.
+#   QARN_BUILD_DIR   build folder (default: build-demo)
+set -euo pipefail
+
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+source "$root/scripts/deps.sh"
+qarn_install_missing_packages
+
+build_dir="${QARN_BUILD_DIR:-$root/build-demo}"
+cmake -S "$root" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    -DQARN_BUILD_TESTS=OFF -DQARN_BUILD_BENCH=OFF -DQARN_BUILD_TOOLS=ON
+cmake --build "$build_dir" --target qarn_demo -j "$(nproc)"
+
+mkdir -p "$build_dir/demo-run"
+cd "$build_dir/demo-run"
+"$build_dir/tools/qarn_demo" "$@"

@@ -1,0 +1,252 @@
+#include <QarnUVAtlas/DenseMatrix.h>
+#include <QarnUVAtlas/Foundation.h>
+#include <QarnUVAtlas/TriMesh.h>
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "FlattenMeshes.h"
+#include "numerics/Rotation2x2.h"
+#include "unfold/AtlasStatistics.h"
+#include "unfold/IsometricFrame.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+using ORVO::TriMesh;
+using ORVO::UnfoldMesh;
+using ORVO::Vector2;
+using ORVO::Vector3;
+using namespace flatten_test;
+
+namespace {
+
+bool AllFinite(const std::vector<double>& values) {
+    for (double v : values)
+        if (!std::isfinite(v)) return false;
+    return true;
+}
+
+// Conformal layout, then the isometric optimisation; both must succeed.
+void Flatten(const TriMesh& mesh, int iterations, std::vector<double>* conformal, std::vector<double>* isometric) {
+    ASSERT_EQ(UnfoldMesh::ConformalMap(&mesh, nullptr, nullptr, conformal), 0);
+    *isometric = *conformal;
+    ASSERT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, isometric, iterations, nullptr), 0);
+}
+
+// Distortion drops and nothing flips, for the patch and the iteration count given.
+void ExpectLessAreaDistortion(const TriMesh& mesh, int iterations, const std::string& what) {
+    std::vector<double> conformal, isometric;
+    Flatten(mesh, iterations, &conformal, &isometric);
+    const double before = AreaDistortion(mesh, conformal);
+    const double after = AreaDistortion(mesh, isometric);
+    EXPECT_LT(after, 0.8 * before) << what << ": conformal " << before << ", isometric " << after;
+    EXPECT_EQ(FlippedCount(mesh, conformal), 0) << what;
+    EXPECT_EQ(FlippedCount(mesh, isometric), 0) << what;
+    // Lengths, not only areas, come closer to the surface's.
+    EXPECT_LT(WorstEdgeStretch(mesh, isometric), WorstEdgeStretch(mesh, conformal)) << what;
+}
+
+// ---- what the optimisation does on real surfaces --------------------------------
+
+TEST(OptimizeIsometric, DevelopablePiecesBecomeIsometries) {
+    const TriMesh pieces[] = {MakeCylinderPiece(6, 2.4, 1.0, 1.5, 4, 12, 21u),
+                              MakeCylinderPiece(9, 4.5, 0.7, 2.0, 3, 15, 22u), MakeConePiece(5, 2.0, 3, 10, 23u)};
+    for (const TriMesh& mesh : pieces) {
+        std::vector<double> conformal, isometric;
+        Flatten(mesh, 7, &conformal, &isometric);
+        // The conformal layout is off by the pin scale; the optimisation removes it.
+        EXPECT_GT(WorstEdgeStretch(mesh, conformal), 1e-4);
+        EXPECT_LT(WorstEdgeStretch(mesh, isometric), 1e-6);
+        EXPECT_EQ(FlippedCount(mesh, isometric), 0);
+    }
+}
+
+TEST(OptimizeIsometric, CurvedSpherePatchGetsLessAreaDistortion) {
+    ExpectLessAreaDistortion(MakeSpherePatch(30, 1.6, 31u), 7, "sphere patch");
+    ExpectLessAreaDistortion(MakeSpherePatch(20, 1.2, 32u), 20, "strongly curved sphere patch");
+}
+
+TEST(OptimizeIsometric, ScannedDiscsGetLessAreaDistortion) {
+    const std::string dir = std::string(QARN_SHARED_DIR) + "/meshes/";
+    int tested = 0;
+    for (const char* name : {"bunny.obj", "igea.obj"}) {
+        // Chart-like discs: no more curved than a cap of about 70 degrees.
+        const std::vector<TriMesh> discs = ScannedDiscs(dir + name, 3000, 4, 0.6);
+        for (size_t k = 0; k < discs.size(); ++k) {
+            ASSERT_EQ(discs[k].GetTriangleCount(), 3000);
+            ExpectLessAreaDistortion(discs[k], 7, std::string(name) + " disc " + std::to_string(k));
+            ++tested;
+        }
+    }
+    if (tested == 0) GTEST_SKIP() << "no scanned mesh under " << dir;
+    EXPECT_GE(tested, 4);
+}
+
+TEST(OptimizeIsometric, ReportsProgressAndAddsToTheRunningTotals) {
+    const TriMesh mesh = MakeSpherePatch(20, 1.6, 33u);
+    std::vector<double> uv;
+    ASSERT_EQ(UnfoldMesh::ConformalMap(&mesh, nullptr, nullptr, &uv), 0);
+    ORVO::AtlasStatistics& totals = ORVO::_AtlasStatistics();
+    const double calls = totals.isometricCalls.load(), seconds = totals.isometricSeconds.load();
+    ORVO::ResetApiProgress();
+    ASSERT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, 3, nullptr), 0);
+    EXPECT_EQ(ORVO::GetApiProgress(), 1.0);
+    EXPECT_EQ(totals.isometricCalls.load(), calls + 1.0);
+    EXPECT_GT(totals.isometricSeconds.load(), seconds);
+}
+
+// ---- pins and fixed points -------------------------------------------------------
+
+TEST(OptimizeIsometric, AnExactIsometricLayoutStaysWhereItIs) {
+    // A jittered flat grid in z = 0 laid out as itself, turned and moved.
+    const TriMesh mesh =
+        MakeFoldedStrip({Vector3(0, 0, 0), Vector3(3, 0, 0)}, {Vector3(0, 2, 0), Vector3(3, 2, 0)}, 15, 10, 34u);
+    const double c = std::cos(0.7), s = std::sin(0.7);
+    std::vector<double> uv;
+    for (int v = 0; v < mesh.GetVertexCount(); ++v) {
+        const Vector3 p = mesh.GetVertexCoord(v);
+        uv.push_back(c * p.x - s * p.y + 4.0);
+        uv.push_back(s * p.x + c * p.y - 1.5);
+    }
+    const std::vector<double> start = uv;
+    ASSERT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, 9, nullptr), 0);
+    ASSERT_EQ(uv.size(), start.size());
+    for (size_t k = 0; k < uv.size(); ++k) EXPECT_NEAR(uv[k], start[k], 1e-10) << k;
+}
+
+TEST(OptimizeIsometric, WithoutPinsTheFirstVertexOfTriangleZeroKeepsItsPlace) {
+    const TriMesh mesh = MakeSpherePatch(12, 1.6, 35u);
+    std::vector<double> uv;
+    ASSERT_EQ(UnfoldMesh::ConformalMap(&mesh, nullptr, nullptr, &uv), 0);
+    for (double& x : uv) x = 3.0 * x + 0.25;  // far from the optimum
+    int ids[3];
+    mesh.GetTriangleVertexIds(0, ids);
+    const double u = uv[2 * ids[0]], v = uv[2 * ids[0] + 1];
+    const std::vector<double> start = uv;
+    ASSERT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, 5, nullptr), 0);
+    EXPECT_EQ(uv[2 * ids[0]], u);
+    EXPECT_EQ(uv[2 * ids[0] + 1], v);
+    EXPECT_NE(uv, start);
+}
+
+TEST(OptimizeIsometric, ExplicitPinsKeepTheirInput) {
+    const TriMesh mesh = MakeSpherePatch(12, 1.6, 36u);
+    std::vector<double> uv;
+    ASSERT_EQ(UnfoldMesh::ConformalMap(&mesh, nullptr, nullptr, &uv), 0);
+    const std::vector<int> pins = {5, 77, mesh.GetVertexCount() - 1};
+    for (int p : pins) uv[2 * p] += 0.05;  // deliberately off
+    const std::vector<double> start = uv;
+    ASSERT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, 4, &pins), 0);
+    for (int p : pins) {
+        EXPECT_EQ(uv[2 * p], start[2 * p]);
+        EXPECT_EQ(uv[2 * p + 1], start[2 * p + 1]);
+    }
+    EXPECT_TRUE(AllFinite(uv));
+}
+
+// ---- weights ---------------------------------------------------------------------
+
+TEST(OptimizeIsometric, NeedleAnglesGetTheClampedCotangent) {
+    // The angle at A is about 2e-9 degrees, far below the 0.001 degree floor.
+    const Vector3 a(0, 0, 0), b(1, 0, 0), c(0.5, 1e-11, 0);
+    const ORVO::IsometricTriangleFrame t = ORVO::_IsometricTriangleFrame(a, b, c, Vector3(0, 0, 1));
+    EXPECT_NEAR(t.cotA, 57295.8, 0.05);
+    EXPECT_NEAR(t.cotB, 57295.8, 0.05);
+    EXPECT_NEAR(t.cotC, -57295.8, 0.05);  // the opposite angle is nearly straight
+    EXPECT_NEAR(ORVO::_ClampedCotangent(1.0), 57295.8, 0.05);
+    EXPECT_NEAR(ORVO::_ClampedCotangent(-1.0), -57295.8, 0.05);
+    // Ordinary angles are untouched: a right isosceles triangle.
+    const ORVO::IsometricTriangleFrame r =
+        ORVO::_IsometricTriangleFrame(a, Vector3(2, 0, 0), Vector3(0, 2, 0), Vector3(0, 0, 1));
+    EXPECT_NEAR(r.cotA, 0.0, 1e-12);
+    EXPECT_NEAR(r.cotB, 1.0, 1e-12);
+    EXPECT_NEAR(r.cotC, 1.0, 1e-12);
+    EXPECT_DOUBLE_EQ(r.length, 2.0);
+    EXPECT_NEAR(r.x2, 0.0, 1e-15);
+    EXPECT_DOUBLE_EQ(r.y2, 2.0);
+}
+
+TEST(OptimizeIsometric, AFlatChartWithANeedleIsStillLaidOutExactly) {
+    // Triangle 0 has an angle of about 0.0006 degrees at vertex 0: its weight
+    // is the clamped cotangent, large but finite, and the flat chart still
+    // comes out as an isometry.
+    TriMesh mesh;
+    for (const Vector3& p : {Vector3(0, 0, 0), Vector3(1000, 0, 0), Vector3(1000, 0.01, 0), Vector3(500, 300, 0),
+                             Vector3(500, -250, 0), Vector3(1300, 150, 0)})
+        mesh.InsertVertex(p);
+    for (const auto& t : {std::vector<int>{0, 1, 2}, {0, 2, 3}, {1, 0, 4}, {1, 5, 2}, {2, 5, 3}})
+        mesh.InsertTriangle(t[0], t[1], t[2]);
+    const ORVO::IsometricTriangleFrame needle = ORVO::_IsometricTriangleFrame(
+        mesh.GetVertexCoord(2), mesh.GetVertexCoord(0), mesh.GetVertexCoord(1), Vector3(0, 0, 1));
+    EXPECT_NEAR(needle.cotB, 57295.8, 0.05);  // the angle at vertex 0
+    std::vector<double> conformal, isometric;
+    Flatten(mesh, 7, &conformal, &isometric);
+    EXPECT_TRUE(AllFinite(isometric));
+    EXPECT_LT(WorstEdgeStretch(mesh, isometric), 1e-6);
+    EXPECT_EQ(FlippedCount(mesh, isometric), 0);
+}
+
+TEST(OptimizeIsometric, ClosedFormRotationEqualsTheGeneralNearestOrthogonalMatrix) {
+    // Matrices like those of the local step: near rotations, scaled, sheared,
+    // nearly singular, with and without a reflection part.
+    std::mt19937 rng(38u);
+    std::uniform_real_distribution<double> angle(-3.14159, 3.14159), scale(0.01, 5.0), noise(-1.0, 1.0);
+    for (int k = 0; k < 2000; ++k) {
+        const double t = angle(rng), sx = scale(rng), sy = (k % 7 == 0 ? 1e-9 : scale(rng));
+        const double shear = (k % 3) * noise(rng);
+        // S = R(t) * [[sx, shear], [0, sy]]
+        const double ct = std::cos(t), st = std::sin(t);
+        std::vector<double> s = {ct * sx, ct * shear - st * sy, st * sx, st * shear + ct * sy};
+        if (k % 5 == 0)
+            for (double& e : s) e += 0.3 * noise(rng);
+        std::vector<double> general;
+        ASSERT_EQ(ORVO::OrthgonalApproximation(s, 2, 2, &general), 0);
+        double r[4];
+        if (!ORVO::_NearestRotation2x2(s.data(), r)) continue;  // every rotation equally near
+        for (int i = 0; i < 4; ++i) EXPECT_NEAR(r[i], general[i], 1e-9) << "matrix " << k;
+    }
+}
+
+// ---- arguments -------------------------------------------------------------------
+
+TEST(OptimizeIsometric, InvalidArgumentsLeaveTheLayoutUntouched) {
+    ORVO::LogSystem::SetLogFileName("test_isometric_args.txt");
+    const TriMesh mesh = MakeSpherePatch(4, 1.6, 39u);
+    std::vector<double> uv(2 * mesh.GetVertexCount(), 0.5);
+    const std::vector<double> start = uv;
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, 0, nullptr), ORVO::STATUS_INVALID_INPUT);
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, -3, nullptr), ORVO::STATUS_INVALID_INPUT);
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(nullptr, &uv, 1, nullptr), ORVO::STATUS_INVALID_INPUT);
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, nullptr, 1, nullptr), ORVO::STATUS_INVALID_INPUT);
+    TriMesh noTriangles;
+    for (int k = 0; k < 4; ++k) noTriangles.InsertVertex(Vector3(k, 0, 1));
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(&noTriangles, &uv, 1, nullptr), ORVO::STATUS_INVALID_INPUT);
+    std::vector<double> tooShort(5, 1.0);
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &tooShort, 1, nullptr), ORVO::STATUS_INVALID_INPUT);
+    EXPECT_EQ(tooShort, std::vector<double>(5, 1.0));
+    EXPECT_EQ(uv, start);
+    EXPECT_EQ(ReadFile("test_isometric_args.txt"),
+              "UnfoldMesh::Optimize2Isometric invalid iterationCount: 0\n"
+              "UnfoldMesh::Optimize2Isometric invalid iterationCount: -3\n"
+              "UnfoldMesh::Optimize2Isometric invalid input parameters\n"
+              "UnfoldMesh::Optimize2Isometric invalid input parameters\n"
+              "UnfoldMesh::Optimize2Isometric invalid vertexCount: 4 triangleCount: 0\n"
+              "UnfoldMesh::Optimize2Isometric invalid uvCoords size: 5\n");
+}
+
+TEST(OptimizeIsometric, AVertexInNoTriangleMakesTheLaplacianSingular) {
+    ORVO::LogSystem::SetLogFileName("test_isometric_singular.txt");
+    TriMesh mesh = MakeSpherePatch(3, 1.6, 40u);
+    mesh.InsertVertex(Vector3(9, 9, 9));
+    std::vector<double> uv(2 * mesh.GetVertexCount(), 0.25);
+    const std::vector<double> start = uv;
+    EXPECT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &uv, 2, nullptr), ORVO::STATUS_FAILED);
+    EXPECT_EQ(uv, start);
+    EXPECT_EQ(ReadFile("test_isometric_singular.txt"),
+              "UnfoldMesh::Optimize2Isometric::Sparse Matrix Factorize Failed\n");
+}
+
+}  // namespace

@@ -1,0 +1,266 @@
+#include <QarnUVAtlas/Foundation.h>
+#include <QarnUVAtlas/Threads.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::string ReadFile(const std::string& name) {
+    std::ifstream in(name);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+// Adds its value to a shared sum and counts its own completion.
+class SumTask : public ORVO::TaskBase {
+public:
+    SumTask(std::atomic<long long>& sum, std::atomic<int>& completed, int value)
+        : TaskBase(ORVO::TASK_TYPE_WORK), mSum(sum), mCompleted(completed), mValue(value) {}
+    int Run() override {
+        mSum += mValue;
+        return 0;
+    }
+    void OnComplete() override {
+        ++mCompleted;
+        TaskBase::OnComplete();  // frees the task
+    }
+
+private:
+    std::atomic<long long>& mSum;
+    std::atomic<int>& mCompleted;
+    int mValue;
+};
+
+// Records which of its hooks ran; `type` may be any value.
+struct HookCounts {
+    std::atomic<int> runs{0};
+    std::atomic<int> completions{0};
+    std::atomic<int> destructions{0};
+};
+
+class ProbeTask : public ORVO::TaskBase {
+public:
+    ProbeTask(ORVO::TaskType type, HookCounts& counts) : TaskBase(type), mCounts(counts) {}
+    ~ProbeTask() override { ++mCounts.destructions; }
+    int Run() override {
+        ++mCounts.runs;
+        return 0;
+    }
+    void OnComplete() override {
+        ++mCounts.completions;
+        TaskBase::OnComplete();
+    }
+
+private:
+    HookCounts& mCounts;
+};
+
+// Blocks its worker until the pool's pending count reaches `target`.
+class GateTask : public ORVO::TaskBase {
+public:
+    GateTask(ORVO::ThreadPool& pool, int target)
+        : TaskBase(ORVO::TASK_TYPE_WORK), mPool(pool), mTarget(target) {}
+    int Run() override {
+        while (mPool.GetPendingCount() < mTarget) std::this_thread::yield();
+        return 0;
+    }
+
+private:
+    ORVO::ThreadPool& mPool;
+    int mTarget;
+};
+
+TEST(TaskBase, BaseBehaviour) {
+    ORVO::TaskBase exitTask(ORVO::TASK_TYPE_EXIT);
+    ORVO::TaskBase workTask(ORVO::TASK_TYPE_WORK);
+    EXPECT_EQ(exitTask.GetType(), 0);
+    EXPECT_EQ(workTask.GetType(), 1);
+    EXPECT_EQ(workTask.Run(), 0);
+
+    HookCounts counts;
+    ORVO::TaskBase* heapTask = new ProbeTask(ORVO::TASK_TYPE_WORK, counts);
+    heapTask->OnComplete();  // the base completion deletes through the virtual destructor
+    EXPECT_EQ(counts.completions.load(), 1);
+    EXPECT_EQ(counts.destructions.load(), 1);
+}
+
+TEST(ThreadPool, RunsThousandsOfTasksOnSeveralWorkers) {
+    constexpr int kTasks = 5000;
+    std::atomic<long long> sum{0};
+    std::atomic<int> completed{0};
+    ORVO::ThreadPool pool;
+    ASSERT_EQ(pool.Init(4), 4);
+    for (int i = 1; i <= kTasks; ++i) {
+        ASSERT_EQ(pool.InsertTask(new SumTask(sum, completed, i)), ORVO::STATUS_SUCCESS);
+    }
+    pool.WaitUntilAllDone();
+    EXPECT_EQ(pool.GetPendingCount(), 0);
+    EXPECT_EQ(completed.load(), kTasks);
+    EXPECT_EQ(sum.load(), static_cast<long long>(kTasks) * (kTasks + 1) / 2);
+
+    // The pool is reusable after a wait.
+    for (int i = 0; i < 100; ++i) pool.InsertTask(new SumTask(sum, completed, 1));
+    pool.WaitUntilAllDone();
+    EXPECT_EQ(completed.load(), kTasks + 100);
+}
+
+TEST(ThreadPool, InitAddsWorkersOnEachCall) {
+    ORVO::ThreadPool pool;
+    EXPECT_EQ(pool.Init(0), 0);
+    EXPECT_EQ(pool.Init(2), 2);
+    EXPECT_EQ(pool.Init(1), 3);
+    EXPECT_EQ(pool.Init(-4), 3);
+}
+
+TEST(ThreadPool, WaitingWithNothingPendingReturns) {
+    ORVO::ThreadPool idle;
+    idle.WaitUntilAllDone();  // no workers, nothing pending
+    ORVO::ThreadPool pool;
+    pool.Init(2);
+    pool.WaitUntilAllDone();
+    EXPECT_EQ(pool.GetPendingCount(), 0);
+}
+
+TEST(ThreadPool, NullTaskIsRejectedAndLogged) {
+    ORVO::LogSystem::SetLogFileName("test_threads_null_task.txt");
+    ORVO::ThreadPool pool;
+    pool.Init(1);
+    EXPECT_EQ(pool.InsertTask(nullptr), ORVO::STATUS_INVALID_INPUT);
+    EXPECT_EQ(pool.GetPendingCount(), 0);
+    EXPECT_EQ(ReadFile("test_threads_null_task.txt"),
+              "Error: ThreadPool::InsertTask NULL input.\n");
+}
+
+TEST(ThreadPool, DestructionRunsQueuedWorkFirst) {
+    constexpr int kQueued = 100;
+    std::atomic<long long> sum{0};
+    std::atomic<int> completed{0};
+    {
+        auto pool = std::make_unique<ORVO::ThreadPool>();
+        ASSERT_EQ(pool->Init(1), 1);
+        // The single worker is held by the gate until the destructor has queued
+        // its exit task behind the work (gate + work + exit pending).
+        pool->InsertTask(new GateTask(*pool, 1 + kQueued + 1));
+        for (int i = 0; i < kQueued; ++i) pool->InsertTask(new SumTask(sum, completed, 2));
+        EXPECT_EQ(completed.load(), 0);
+        pool.reset();
+    }
+    EXPECT_EQ(completed.load(), kQueued);
+    EXPECT_EQ(sum.load(), 2 * kQueued);
+}
+
+TEST(ThreadPool, TaskOfUnknownTypeIsDroppedAndStaysPending) {
+    HookCounts unknown;
+    HookCounts work;
+    std::atomic<long long> sum{0};
+    std::atomic<int> completed{0};
+    ORVO::ThreadPool pool;
+    ASSERT_EQ(pool.Init(1), 1);
+    // One worker, FIFO: the odd task is taken before any of the work behind it.
+    pool.InsertTask(new ProbeTask(static_cast<ORVO::TaskType>(7), unknown));
+    for (int i = 0; i < 20; ++i) pool.InsertTask(new ProbeTask(ORVO::TASK_TYPE_WORK, work));
+    for (int i = 0; i < 20; ++i) pool.InsertTask(new SumTask(sum, completed, 1));
+
+    // Every real task finishes, yet one task stays counted.
+    while (completed.load() < 20 || pool.GetPendingCount() > 1) std::this_thread::yield();
+    EXPECT_EQ(work.runs.load(), 20);
+    EXPECT_EQ(work.completions.load(), 20);
+    EXPECT_EQ(pool.GetPendingCount(), 1);
+    EXPECT_EQ(unknown.runs.load(), 0);
+    EXPECT_EQ(unknown.completions.load(), 0);
+    EXPECT_EQ(unknown.destructions.load(), 1);  // freed by the pool, not leaked
+
+    // Only an explicit FinishATask releases waiters (and lets the pool be destroyed).
+    pool.FinishATask();
+    pool.WaitUntilAllDone();
+    EXPECT_EQ(pool.GetPendingCount(), 0);
+}
+
+TEST(ThreadPool, ExitTaskStopsOneWorker) {
+    HookCounts exitHooks;
+    std::atomic<long long> sum{0};
+    std::atomic<int> completed{0};
+    ORVO::ThreadPool pool;
+    ASSERT_EQ(pool.Init(2), 2);
+    // An exit task is completed, never run, and counts as finished.
+    pool.InsertTask(new ProbeTask(ORVO::TASK_TYPE_EXIT, exitHooks));
+    pool.WaitUntilAllDone();
+    EXPECT_EQ(exitHooks.runs.load(), 0);
+    EXPECT_EQ(exitHooks.completions.load(), 1);
+    EXPECT_EQ(exitHooks.destructions.load(), 1);
+    // The remaining worker still serves the queue.
+    for (int i = 0; i < 50; ++i) pool.InsertTask(new SumTask(sum, completed, 1));
+    pool.WaitUntilAllDone();
+    EXPECT_EQ(completed.load(), 50);
+    // The destructor queues one exit task per started worker, but only one
+    // worker is left to take them; one count is released here in advance so
+    // that destruction ends, and the untaken exit task is freed with the queue.
+    pool.FinishATask();
+}
+
+TEST(Thread, WithoutAPoolTheLoopFails) {
+    ORVO::Thread orphan(nullptr);
+    EXPECT_EQ(orphan.Run(), ORVO::STATUS_FAILED);
+    // Starting it creates a thread whose loop ends at once; a second start is refused.
+    EXPECT_EQ(orphan.Start(), ORVO::STATUS_SUCCESS);
+    EXPECT_EQ(orphan.Start(), ORVO::STATUS_FAILED);
+    orphan.Join();
+}
+
+TEST(Mutex, ScopedLockSerialisesWriters) {
+    ORVO::Mutex mutex;
+    ASSERT_NE(mutex.GetHandle(), nullptr);
+    long long counter = 0;  // deliberately not atomic: only the lock protects it
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+        writers.emplace_back([&] {
+            for (int i = 0; i < 10000; ++i) {
+                ORVO::ScopedLock lock(mutex);
+                ++counter;
+            }
+        });
+    }
+    for (std::thread& w : writers) w.join();
+    EXPECT_EQ(counter, 40000);
+    // The lock is free again once every ScopedLock is gone.
+    ASSERT_TRUE(mutex.GetHandle()->try_lock());
+    mutex.GetHandle()->unlock();
+}
+
+TEST(ThreadSettings, ThreadCountOverridesTheProcessorCount) {
+    const unsigned int hardware = std::thread::hardware_concurrency();
+    const int processors = hardware >= 1 ? static_cast<int>(hardware) : 1;
+    ORVO::SetThreadCount(3);
+    EXPECT_EQ(ORVO::GetProcessorCount(), 3);
+    ORVO::SetThreadCount(1);
+    EXPECT_EQ(ORVO::GetProcessorCount(), 1);
+    ORVO::SetThreadCount(0);
+    EXPECT_EQ(ORVO::GetProcessorCount(), processors);
+    ORVO::SetThreadCount(-2);
+    EXPECT_EQ(ORVO::GetProcessorCount(), processors);
+    ORVO::SetThreadCount(0);
+    EXPECT_GE(ORVO::GetProcessorCount(), 1);
+}
+
+TEST(ThreadSettings, SleepThreadWaitsAtLeastTheGivenTime) {
+    const double t0 = ORVO::Profiler::GetTime();
+    ORVO::SleepThread(0.0);
+    ORVO::SleepThread(-1.0);
+    const double t1 = ORVO::Profiler::GetTime();
+    ORVO::SleepThread(0.01);
+    const double t2 = ORVO::Profiler::GetTime();
+    // Zero and negative waits return without spinning for any set time.
+    EXPECT_LT(t1 - t0, 0.5);
+    EXPECT_GE(t2 - t1, 0.01);
+}
+
+}  // namespace

@@ -1,0 +1,348 @@
+#include "unfold/AtlasGrid.h"
+
+#include "unfold/BitRow.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace ORVO {
+long long gStat[16];
+std::vector<int> gRowY;
+
+namespace {
+
+// Bits [64*j + offset, 64*j + offset + 64) of a mask row (offset >= 0).
+inline uint64_t ShiftedWord(const uint64_t* row, int j, int offset) {
+    const int w = j + (offset >> 6), s = offset & 63;
+    return s ? (row[w] >> s) | (row[w + 1] << (64 - s)) : row[w];
+}
+
+// The same, reading zeros past `words`.
+inline uint64_t ShiftedWordGuarded(const uint64_t* row, int words, int j, int offset) {
+    const int w = j + (offset >> 6), s = offset & 63;
+    const uint64_t lo = w < words ? row[w] : 0;
+    if (!s) return lo;
+    const uint64_t hi = w + 1 < words ? row[w + 1] : 0;
+    return (lo >> s) | (hi << (64 - s));
+}
+
+// One bit per byte of v, set when that byte is not zero.
+inline uint64_t NonZeroBytes(uint64_t v) {
+    const uint64_t low7 = 0x7F7F7F7F7F7F7F7FULL;
+    const uint64_t high = (((v & low7) + low7) | v) & 0x8080808080808080ULL;
+    return ((high >> 7) * 0x0102040810204080ULL) >> 56;
+}
+
+inline int FloorLog2(int v) { return 31 - __builtin_clz(static_cast<unsigned>(v)); }
+
+// Summary cells (8 columns each) that may hold a set mask bit at column x + offset,
+// for the 64 cells from 64*i on.
+inline uint64_t CellsAt(const uint64_t* summary, int i, int offset) {
+    const int q = offset >> 3;
+    return (offset & 7) ? ShiftedWord(summary, i, q) | ShiftedWord(summary, i, q + 1) : ShiftedWord(summary, i, q);
+}
+
+}  // namespace
+
+void AtlasGrid::InitMasks(Masks& m, int levels, bool horizontal) {
+    m.levels = levels;
+    m.bits.assign(static_cast<size_t>(mSize) * levels * mMaskWords, 0);
+    m.summary.assign(static_cast<size_t>(mSize) * levels * mSummaryWords, 0);
+    for (int y = 0; y < mSize; ++y)
+        for (int level = 0; level < levels; ++level) {
+            // A run of 2^level starting at (x, y) stays inside the square.
+            const int lastX = horizontal ? mSize - (1 << level) : mSize - 1;
+            const int lastY = horizontal ? mSize - 1 : mSize - (1 << level);
+            if (y > lastY || lastX < 0) continue;
+            _SetBitRange(MaskRow(m, level, y), 0, lastX);
+            _SetBitRange(SummaryRow(m, level, y), 0, lastX >> 3);
+        }
+}
+
+void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int largestSquare) {
+    mSize = std::min(size, kMaxGridSize);
+    mGap = gap;
+    const int padWords = (gap + 63) / 64 + 1;
+    mPadBits = 64 * padWords;
+    mPadRows = gap + 1;
+    mRowWords = 2 * padWords + (mSize + 63) / 64 + 1;
+    mUsedHeight = 0;
+    mBits.assign(static_cast<size_t>(mRowWords) * (mSize + 2 * mPadRows), 0);
+    mMaskWords = (mSize + 63) / 64 + 2;
+    // Room for unchecked reads at any shift up to the grid width.
+    mSummaryWords = 2 * ((mSize + 511) / 512) + 2;
+    InitMasks(mHorizontal, FloorLog2(std::max(1, std::min(longestRun, mSize))) + 1, true);
+    InitMasks(mVertical, FloorLog2(std::max(1, std::min(longestColumn, mSize))) + 1, false);
+    mCap = std::max(1, std::min({largestSquare, mSize, 32767}));
+    const int blocks = (mSize + 63) / 64;
+    mSquare.assign(static_cast<size_t>(mSize + 1) * (mSize + 1), 0);
+    mBlockSquare.resize(static_cast<size_t>(blocks) * mSize);
+    mRowSquare.resize(mSize);
+    for (int y = 0; y < mSize; ++y) {
+        int16_t* sq = SquareRow(y);
+        for (int x = 0; x < mSize; ++x) sq[x] = static_cast<int16_t>(std::min(mCap, mSize - std::max(x, y)));
+        for (int b = 0; b < blocks; ++b)
+            mBlockSquare[static_cast<size_t>(y) * blocks + b] = static_cast<int16_t>(std::min(mCap, mSize - std::max(64 * b, y)));
+        mRowSquare[y] = std::min(mCap, mSize - y);
+    }
+    // Sides 1..8 one by one, then steps of about a quarter.
+    mLadder.clear();
+    for (int t = 1; t <= mCap; t = t < 8 ? t + 1 : std::max(t + 1, (t * 5) / 4)) mLadder.push_back(t);
+    mSquareLevels = static_cast<int>(mLadder.size());
+    mLevelsUpTo.assign(mCap + 1, 0);
+    for (int side = 1, n = 0; side <= mCap; ++side) {
+        while (n < mSquareLevels && mLadder[n] <= side) ++n;
+        mLevelsUpTo[side] = static_cast<uint8_t>(n);
+    }
+    mSquareSummary.assign(static_cast<size_t>(mSize) * mSquareLevels * mSummaryWords, 0);
+    for (int y = 0; y < mSize; ++y)
+        for (int level = 0; level < mSquareLevels; ++level) {
+            const int last = mSize - mLadder[level];
+            if (y <= last) _SetBitRange(SquareSummaryRow(level, y), 0, last >> 3);
+        }
+}
+
+// Index of the largest ladder side not above `side` (clamped to the cap), or -1.
+int AtlasGrid::SquareLevel(int side) const { return int(mLevelsUpTo[std::max(0, std::min(side, mCap))]) - 1; }
+
+void AtlasGrid::StoreWord(Masks& m, int level, int y, int j, uint64_t v) {
+    MaskRow(m, level, y)[j] = v;
+    const int shift = 8 * (j & 7);
+    uint64_t& s = SummaryRow(m, level, y)[j >> 3];
+    s = (s & ~(uint64_t(0xFF) << shift)) | (NonZeroBytes(v) << shift);
+}
+
+// Recomputes every mask after the pixels of rows y0..y1, columns x0..x1 changed.
+void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
+    x0 = std::max(0, x0);
+    x1 = std::min(mSize - 1, x1);
+    y0 = std::max(0, y0);
+    y1 = std::min(mSize - 1, y1);
+    if (x0 > x1 || y0 > y1) return;
+    const int padWords = mPadBits >> 6;
+    const int lastWord = (mSize - 1) >> 6;
+    const uint64_t lastMask = _MaskTo((mSize - 1) & 63);
+    const int j1 = x1 >> 6;
+    for (int y = y0; y <= y1; ++y) {
+        const uint64_t* occ = Row(y);
+        for (int j = x0 >> 6; j <= j1; ++j) {
+            uint64_t v = ~occ[j + padWords];
+            if (j == lastWord) v &= lastMask;
+            StoreWord(mHorizontal, 0, y, j, v);
+            StoreWord(mVertical, 0, y, j, v);
+        }
+        for (int level = 1; level < mHorizontal.levels; ++level) {
+            const int half = 1 << (level - 1);
+            const uint64_t* prev = MaskRow(mHorizontal, level - 1, y);
+            const int from = std::max(0, x0 - (1 << level) + 1) >> 6;
+            for (int j = from; j <= j1; ++j)
+                StoreWord(mHorizontal, level, y, j, prev[j] & ShiftedWordGuarded(prev, mMaskWords, j, half));
+        }
+    }
+    // Vertical masks: rows below the change see it within 2^level rows.
+    for (int level = 1; level < mVertical.levels; ++level) {
+        const int half = 1 << (level - 1);
+        for (int y = std::max(0, y0 - (1 << level) + 1); y <= y1; ++y) {
+            const uint64_t* a = MaskRow(mVertical, level - 1, y);
+            const uint64_t* b = y + half < mSize ? MaskRow(mVertical, level - 1, y + half) : nullptr;
+            for (int j = x0 >> 6; j <= j1; ++j) StoreWord(mVertical, level, y, j, b ? a[j] & b[j] : 0);
+        }
+    }
+}
+
+// Recomputes the free squares that may have shrunk after pixels in x0..x1, y0..y1 were
+// marked: those with a corner at most mCap to the left of or below the change.
+void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
+    x0 = std::max(0, x0 - mCap);
+    y0 = std::max(0, y0 - mCap);
+    x1 = std::min(mSize - 1, x1);
+    y1 = std::min(mSize - 1, y1);
+    if (x0 > x1 || y0 > y1) return;
+    const int blocks = (mSize + 63) / 64;
+    for (int y = y1; y >= y0; --y) {
+        int16_t* sq = SquareRow(y);
+        const int16_t* up = SquareRow(y + 1);
+        const uint64_t* free0 = MaskRow(mHorizontal, 0, y);
+        for (int x = x1; x >= x0; --x) {
+            if (!((free0[x >> 6] >> (x & 63)) & 1u)) {
+                sq[x] = 0;
+            } else {
+                const int v = 1 + std::min({int(sq[x + 1]), int(up[x]), int(up[x + 1])});
+                sq[x] = static_cast<int16_t>(std::min(v, mCap));
+            }
+        }
+        for (int cell = x0 >> 3; cell <= (x1 >> 3); ++cell) {
+            int16_t m = 0;
+            for (int x = 8 * cell, e = std::min(mSize, 8 * cell + 8); x < e; ++x) m = std::max(m, sq[x]);
+            // Squares only shrink: clear the levels above the new one, up to the first
+            // that is clear already (the bits of a cell fall off from the top).
+            const uint64_t bit = uint64_t(1) << (cell & 63);
+            for (int level = mLevelsUpTo[std::min<int>(m, mCap)]; level < mSquareLevels; ++level) {
+                uint64_t& word = SquareSummaryRow(level, y)[cell >> 6];
+                if (!(word & bit)) break;
+                word &= ~bit;
+            }
+        }
+        int16_t* blockMax = &mBlockSquare[static_cast<size_t>(y) * blocks];
+        for (int b = x0 >> 6; b <= (x1 >> 6); ++b) {
+            int16_t m = 0;
+            for (int x = 64 * b, e = std::min(mSize, 64 * b + 64); x < e; ++x) m = std::max(m, sq[x]);
+            blockMax[b] = m;
+        }
+        int16_t m = 0;
+        for (int b = 0; b < blocks; ++b) m = std::max(m, blockMax[b]);
+        mRowSquare[y] = m;
+    }
+}
+
+bool AtlasGrid::Fits(const ChartShape& shape, int x, int y) const {
+    if (x < 0 || y < 0 || x + shape.width > mSize || y + shape.height > mSize) return false;
+    for (const PixelRun& r : shape.runs) {
+        const int lo = mPadBits + x + r.x;
+        if (_LastSetInRange(Row(y + r.y), lo, lo + r.length - 1) >= 0) return false;
+    }
+    return true;
+}
+
+// Narrows c, the candidate positions 64*j .. 64*j+63, to those where `shape` fits with
+// its bottom on row y; true when some remain. The key columns go first as a quick
+// filter; the runs then decide exactly.
+bool AtlasGrid::FitsInWord(const ChartShape& shape, int y, int j, uint64_t& c) const {
+    for (const PixelRun& col : shape.keyColumns) {
+        const int level = FloorLog2(col.length);
+        c &= ShiftedWord(MaskRow(mVertical, level, y + col.y), j, col.x);
+        const int rest = col.length - (1 << level);
+        if (rest) c &= ShiftedWord(MaskRow(mVertical, level, y + col.y + rest), j, col.x);
+        if (!c) return false;
+    }
+    for (const PixelRun& r : shape.runs) {
+        const int level = FloorLog2(r.length);
+        const uint64_t* row = MaskRow(mHorizontal, level, y + r.y);
+        c &= ShiftedWord(row, j, r.x);
+        const int rest = r.length - (1 << level);
+        if (rest) c &= ShiftedWord(row, j, r.x + rest);
+        if (!c) return false;
+    }
+    return true;
+}
+
+// Leftmost x in [0, xEnd] where `shape` fits with its bottom on row y, or -1. The
+// summaries of the key runs and columns first pick the groups of 8 positions worth
+// an exact test.
+int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
+    if (shape.runs.empty()) return 0;
+    const int lastCell = xEnd >> 3;
+    const int cw = (lastCell >> 6) + 1;
+    uint64_t cand[kMaxGridSize / 512 + 1];
+    for (int i = 0; i < cw; ++i) cand[i] = i < cw - 1 ? ~uint64_t(0) : _MaskTo(lastCell & 63);
+    auto narrow = [&](const uint64_t* sumA, int offA, const uint64_t* sumB, int offB) {
+        uint64_t any = 0;
+        for (int i = 0; i < cw; ++i) {
+            uint64_t a = CellsAt(sumA, i, offA);
+            if (sumB) a &= CellsAt(sumB, i, offB);
+            cand[i] &= a;
+            any |= cand[i];
+        }
+        return any != 0;
+    };
+    static const size_t maxProbes = getenv("PACK_PROBES") ? atoi(getenv("PACK_PROBES")) : 9;
+    static const size_t maxKeys = getenv("PACK_KEYS") ? atoi(getenv("PACK_KEYS")) : 9;
+    for (size_t pi = 0; pi < shape.probes.size() && pi < maxProbes; ++pi) {
+        const PixelRun& p = shape.probes[pi];
+        const int level = SquareLevel(p.length);
+        if (level >= 0 && !narrow(SquareSummaryRow(level, y + p.y), p.x, nullptr, 0)) return -1;
+    }
+    const size_t keys = std::min(maxKeys, std::max(shape.keyRuns.size(), shape.keyColumns.size()));
+    ++gStat[0];
+    for (size_t k = 0; k < keys; ++k) {
+        ++gStat[1 + 2*k];
+        if (k < shape.keyColumns.size()) {
+            const PixelRun& col = shape.keyColumns[k];
+            const int level = FloorLog2(col.length);
+            const int rest = col.length - (1 << level);
+            const uint64_t* rest0 = SummaryRow(mVertical, level, y + col.y);
+            const uint64_t* rest1 = rest ? SummaryRow(mVertical, level, y + col.y + rest) : nullptr;
+            if (!narrow(rest0, col.x, rest1, col.x)) return -1;
+        }
+        ++gStat[2 + 2*k];
+        if (k < shape.keyRuns.size()) {
+            const PixelRun& r = shape.runs[shape.keyRuns[k]];
+            const int level = FloorLog2(r.length);
+            const int rest = r.length - (1 << level);
+            const uint64_t* sum = SummaryRow(mHorizontal, level, y + r.y);
+            if (!narrow(sum, r.x, rest ? sum : nullptr, r.x + rest)) return -1;
+        }
+    }
+    const int lastWord = xEnd >> 6;
+    ++gStat[12];
+    for (int i = 0; i < cw; ++i) {
+        uint64_t cells = cand[i];
+        while (cells) {
+            // All candidate cells of one mask word are tested together.
+            const int j = 8 * i + (_LowestBit(cells) >> 3);
+            const uint64_t bytes = (cells >> (8 * (j & 7))) & 0xFF;
+            cells &= ~(uint64_t(0xFF) << (8 * (j & 7)));
+            uint64_t c = 0;
+            for (uint64_t b = bytes; b; b &= b - 1) c |= uint64_t(0xFF) << (8 * _LowestBit(b));
+            if (j == lastWord) c &= _MaskTo(xEnd & 63);
+            ++gStat[13];
+            if (c && FitsInWord(shape, y, j, c)) return 64 * j + _LowestBit(c);
+        }
+    }
+    return -1;
+}
+
+int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
+    int maxY = -1;
+    for (int i = 0; i < count; ++i)
+        if (shapes[i]->width <= mSize) maxY = std::max(maxY, mSize - shapes[i]->height);
+    for (int y = 0; y <= maxY; ++y) {
+        int best = -1;
+        for (int i = 0; i < count; ++i) {
+            const ChartShape& s = *shapes[i];
+            if (y + s.height > mSize || s.width > mSize) continue;
+            bool rowsOk = true;
+            for (size_t p = 0; p < s.probes.size() && rowsOk; ++p)
+                rowsOk = mRowSquare[y + s.probes[p].y] >= std::min(s.probes[p].length, mCap);
+            if (!rowsOk) continue;
+            const int xEnd = std::min(best >= 0 ? bestX - 1 : mSize - s.width, mSize - s.width);
+            if (xEnd < 0) continue;
+            gRowY.push_back(y);
+            const int found = FirstFitInRow(s, y, xEnd);
+            if (found >= 0) {
+                best = i;
+                bestX = found;
+            }
+        }
+        if (best >= 0) {
+            bestY = y;
+            if (getenv("PACK_ROWS")) { long long deep=0, near=0; for (int r : gRowY) (r < y - 2 * shapes[best]->height ? deep : near)++; fprintf(stderr, "R %lld %lld %d %d %d\n", deep, near, y, shapes[best]->height, mUsedHeight); }
+            gRowY.clear();
+            return best;
+        }
+    }
+    return -1;
+}
+
+void AtlasGrid::Place(const ChartShape& shape, int x, int y) {
+    const BitImage& g = shape.grown;
+    const int base = mPadBits + x - mGap;
+    for (int r = 0; r < g.height; ++r) {
+        uint64_t* dst = Row(y - mGap + r);
+        const uint64_t* src = g.Row(r);
+        for (int k = 0; k < g.wordsPerRow; ++k) {
+            const uint64_t v = src[k];
+            if (!v) continue;
+            const int pos = base + 64 * k;
+            const int w = pos >> 6, s = pos & 63;
+            dst[w] |= v << s;
+            if (s) dst[w + 1] |= v >> (64 - s);
+        }
+    }
+    UpdateRows(y - mGap, y - mGap + g.height - 1, x - mGap, x - mGap + g.width - 1);
+    UpdateSquares(x - mGap, y - mGap, x - mGap + g.width - 1, y - mGap + g.height - 1);
+    mUsedHeight = std::max(mUsedHeight, y + shape.height);
+}
+
+}  // namespace ORVO

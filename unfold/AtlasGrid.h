@@ -1,0 +1,113 @@
+#pragma once
+// The occupancy bitmap of the atlas packer and the search for the lowest free
+// position of a chart image in it.
+
+#include "unfold/ChartShape.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace ORVO {
+
+constexpr int kMaxGridSize = 16384;
+
+// A square of size x size pixels (at most kMaxGridSize). The grown images of placed
+// charts are marked in it, so a chart fits where its exact pixels meet no marked pixel.
+//
+// Per row and per power of two 2^m the grid keeps two masks: columns x where pixels
+// x .. x+2^m-1 of the row are all free (horizontal), and columns x where rows
+// y .. y+2^m-1 of column x are all free (vertical). A horizontal run of length L
+// (2^m <= L < 2^(m+1)) is free at x exactly when bits x and x+L-2^m of horizontal
+// mask m are set, so one chart run is tested for 64 positions with two shifted word
+// reads, and a chart fits where all its runs do. Vertical masks test a few long
+// columns of a chart the same way; with one summary bit per 8 columns of every mask
+// they reject most rows before any exact test.
+class AtlasGrid {
+public:
+    // `longestRun` and `longestColumn`: the longest horizontal and vertical chart runs
+    // that will be tested.
+    // `largestSquare`: the largest square side of the charts to come.
+    void Reset(int size, int gap, int longestRun, int longestColumn, int largestSquare);
+    // No chart to come holds a square larger than `side`: free squares need only be told
+    // apart up to that side, which keeps the square map updates local.
+    void LowerSquareCap(int side) { mCap = std::max(1, std::min(mCap, side)); }
+    int Size() const { return mSize; }
+
+    // True when `shape` placed with its pixel (0,0) at (x, y) lies inside the square and
+    // meets no marked pixel.
+    bool Fits(const ChartShape& shape, int x, int y) const;
+    // Lowest, then leftmost position among all `count` shapes (orientations of one chart).
+    // Returns the index of the chosen shape and writes its position, or -1 when none fits.
+    int FindLowestPosition(const ChartShape* const* shapes, int count, int& x, int& y) const;
+    // Marks the grown image of `shape` at (x, y); the caller has checked Fits.
+    void Place(const ChartShape& shape, int x, int y);
+    // One past the highest row holding an exact chart pixel.
+    int UsedHeight() const { return mUsedHeight; }
+
+
+private:
+    // Horizontal and vertical masks and their summaries of one row.
+    struct Masks {
+        int levels = 0;
+        std::vector<uint64_t> bits;     // [row][level][word]
+        std::vector<uint64_t> summary;  // [row][level][summary word]
+    };
+    const uint64_t* Row(int y) const { return mBits.data() + static_cast<size_t>(y + mPadRows) * mRowWords; }
+    uint64_t* Row(int y) { return mBits.data() + static_cast<size_t>(y + mPadRows) * mRowWords; }
+    const uint64_t* MaskRow(const Masks& m, int level, int y) const {
+        return m.bits.data() + (static_cast<size_t>(y) * m.levels + level) * mMaskWords;
+    }
+    uint64_t* MaskRow(Masks& m, int level, int y) {
+        return m.bits.data() + (static_cast<size_t>(y) * m.levels + level) * mMaskWords;
+    }
+    const uint64_t* SummaryRow(const Masks& m, int level, int y) const {
+        return m.summary.data() + (static_cast<size_t>(y) * m.levels + level) * mSummaryWords;
+    }
+    uint64_t* SummaryRow(Masks& m, int level, int y) {
+        return m.summary.data() + (static_cast<size_t>(y) * m.levels + level) * mSummaryWords;
+    }
+    void InitMasks(Masks& m, int levels, bool horizontal);
+    void StoreWord(Masks& m, int level, int y, int j, uint64_t v);
+    bool FitsInWord(const ChartShape& shape, int y, int j, uint64_t& c) const;
+    int FirstFitInRow(const ChartShape& shape, int y, int xEnd) const;
+    void UpdateRows(int y0, int y1, int x0, int x1);
+    void UpdateSquares(int x0, int y0, int x1, int y1);
+
+    int SquareLevel(int side) const;
+    const uint64_t* SquareSummaryRow(int level, int y) const {
+        return mSquareSummary.data() + (static_cast<size_t>(y) * mSquareLevels + level) * mSummaryWords;
+    }
+    uint64_t* SquareSummaryRow(int level, int y) {
+        return mSquareSummary.data() + (static_cast<size_t>(y) * mSquareLevels + level) * mSummaryWords;
+    }
+    int16_t* SquareRow(int y) { return mSquare.data() + static_cast<size_t>(y) * (mSize + 1); }
+    const int16_t* SquareRow(int y) const { return mSquare.data() + static_cast<size_t>(y) * (mSize + 1); }
+
+    int mSize = 0;
+    int mGap = 0;
+    int mPadBits = 0;      // columns of padding left of column 0
+    int mPadRows = 0;      // rows of padding above row 0 and below the last row
+    int mRowWords = 0;
+    int mUsedHeight = 0;
+    std::vector<uint64_t> mBits;       // grown images of the placed charts
+    int mMaskWords = 0;
+    int mSummaryWords = 0;
+    Masks mHorizontal;
+    Masks mVertical;
+    // Per pixel: side of the largest free square with that pixel as lower-left corner,
+    // capped at mCap; an extra row and column of zeros close the map. Per row and per
+    // 64 columns its largest entry, and per row the largest of those.
+    int mCap = 1;
+    std::vector<int16_t> mSquare;
+    std::vector<int16_t> mBlockSquare;
+    std::vector<int> mRowSquare;
+    // Ladder of square sides and, per row and ladder level, one bit per 8 columns: set
+    // when one of those columns holds a free square at least that large.
+    std::vector<int> mLadder;
+    std::vector<uint8_t> mLevelsUpTo;  // side -> number of ladder sides <= side
+    int mSquareLevels = 0;
+    std::vector<uint64_t> mSquareSummary;  // [row][level][summary word]
+};
+
+}  // namespace ORVO

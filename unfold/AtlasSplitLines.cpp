@@ -1,0 +1,434 @@
+// Split lines of one connected component: the mesh is partitioned into about
+// chartCount compact, gently curved, disc-like face regions, and every edge
+// between two regions becomes a two-vertex cut line.
+//
+// Regions are grown from seeds in order of a cost that adds the squared
+// distance to the region's centre (scaled by the expected chart radius, so the
+// result does not depend on the mesh's units) and the deviation of the face
+// normal from the region's mean normal. A few Lloyd iterations move every seed
+// to the face that best represents its region, a majority filter straightens
+// the borders, and regions that are not topological discs are split until
+// they are: the flattening needs discs.
+
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "foundation/LogLine.h"
+#include "unfold/MeshAdjacency.h"
+
+#include <algorithm>
+#include <cmath>
+#include <queue>
+#include <vector>
+
+namespace ORVO {
+namespace {
+
+constexpr int kLloydIterations = 5;
+// Weight of the normal deviation (1 - cos) against the squared distance in
+// chart radii: a face tilted 30 degrees away costs like one a radius away.
+constexpr double kNormalWeight = 7.5;
+constexpr int kSmoothingPasses = 4;
+
+struct FaceGeometry {
+    std::vector<Vector3> centroid;
+    std::vector<Vector3> normal;  // unit, zero for degenerate faces
+    std::vector<double> weight;   // area, raised a little so that no weight is zero
+    double totalArea = 0.0;
+};
+
+FaceGeometry ComputeFaceGeometry(const ITriMesh* mesh, const MeshAdjacency& adj) {
+    FaceGeometry geo;
+    const int faces = adj.faceCount;
+    geo.centroid.resize(faces);
+    geo.normal.resize(faces);
+    geo.weight.resize(faces);
+    std::vector<Vector3> coords(adj.vertexCount);
+    for (int v = 0; v < adj.vertexCount; ++v) coords[v] = mesh->GetVertexCoord(v);
+    for (int f = 0; f < faces; ++f) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        const Vector3& p0 = coords[t[0]];
+        const Vector3& p1 = coords[t[1]];
+        const Vector3& p2 = coords[t[2]];
+        Vector3 n = (p1 - p0).CrossProduct(p2 - p0);
+        double doubled = n.Length();
+        geo.centroid[f] = (p0 + p1 + p2) / 3.0;
+        geo.normal[f] = doubled > 0.0 ? n / doubled : Vector3();
+        geo.weight[f] = 0.5 * doubled;
+        geo.totalArea += 0.5 * doubled;
+    }
+    double floorWeight = faces > 0 ? 1e-9 * geo.totalArea / faces : 0.0;
+    if (floorWeight <= 0.0) floorWeight = 1.0;
+    for (double& w : geo.weight) w += floorWeight;
+    return geo;
+}
+
+struct Proxy {
+    Vector3 centre;
+    Vector3 normal;
+};
+
+struct QueueEntry {
+    double cost;
+    int face;
+    int region;
+    bool operator>(const QueueEntry& o) const { return cost > o.cost; }
+};
+
+class RegionGrower {
+public:
+    RegionGrower(const MeshAdjacency& adj, const FaceGeometry& geo, double invRadius2)
+        : mAdj(adj), mGeo(geo), mInvRadius2(invRadius2) {}
+
+    double Cost(int f, const Proxy& p) const {
+        double d2 = (mGeo.centroid[f] - p.centre).LengthSquared() * mInvRadius2;
+        return d2 + kNormalWeight * (1.0 - mGeo.normal[f] * p.normal);
+    }
+
+    // Grows one region per seed over edge-adjacent faces, cheapest face first.
+    // Faces that no seed reaches start regions of their own, appended to
+    // seeds and proxies, so that every face ends up labelled.
+    void Grow(std::vector<int>& seeds, std::vector<Proxy>& proxies, std::vector<int>& labels) {
+        const int faces = mAdj.faceCount;
+        labels.assign(faces, -1);
+        std::vector<QueueEntry> storage;
+        storage.reserve(static_cast<size_t>(faces) * 2);
+        std::priority_queue<QueueEntry, std::vector<QueueEntry>, std::greater<QueueEntry>> queue(
+            std::greater<QueueEntry>(), std::move(storage));
+        auto claim = [&](int f, int r) {
+            labels[f] = r;
+            for (int k = 0; k < 3; ++k) {
+                int g = mAdj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+                if (g >= 0 && labels[g] < 0) queue.push({Cost(g, proxies[r]), g, r});
+            }
+        };
+        for (size_t r = 0; r < seeds.size(); ++r) {
+            if (labels[seeds[r]] < 0) claim(seeds[r], static_cast<int>(r));
+        }
+        int scan = 0;
+        for (;;) {
+            while (!queue.empty()) {
+                QueueEntry e = queue.top();
+                queue.pop();
+                if (labels[e.face] >= 0) continue;
+                claim(e.face, e.region);
+            }
+            while (scan < faces && labels[scan] >= 0) ++scan;
+            if (scan == faces) break;
+            seeds.push_back(scan);
+            proxies.push_back({mGeo.centroid[scan], mGeo.normal[scan]});
+            claim(scan, static_cast<int>(seeds.size()) - 1);
+        }
+    }
+
+    // Moves every proxy to its region's area-weighted centre and mean normal,
+    // and every seed to the face of its region that best matches its proxy.
+    void UpdateProxies(const std::vector<int>& labels, std::vector<int>& seeds, std::vector<Proxy>& proxies) const {
+        const size_t regions = seeds.size();
+        std::vector<double> weight(regions, 0.0);
+        std::vector<Vector3> centre(regions), normal(regions);
+        for (int f = 0; f < mAdj.faceCount; ++f) {
+            int r = labels[f];
+            double w = mGeo.weight[f];
+            weight[r] += w;
+            centre[r] += mGeo.centroid[f] * w;
+            normal[r] += mGeo.normal[f] * w;
+        }
+        for (size_t r = 0; r < regions; ++r) {
+            proxies[r].centre = centre[r] / weight[r];
+            double len = normal[r].Length();
+            // A region whose normals cancel (a closed piece) keeps its old normal.
+            if (len > 1e-9 * weight[r]) proxies[r].normal = normal[r] / len;
+        }
+        std::vector<double> best(regions, REAL_LARGE);
+        for (int f = 0; f < mAdj.faceCount; ++f) {
+            int r = labels[f];
+            double c = Cost(f, proxies[r]);
+            if (c < best[r]) {
+                best[r] = c;
+                seeds[r] = f;
+            }
+        }
+    }
+
+private:
+    const MeshAdjacency& mAdj;
+    const FaceGeometry& mGeo;
+    double mInvRadius2;
+};
+
+// Majority filter on the region borders: a face two of whose three
+// neighbours lie in one other region joins that region. Such a face has at
+// most one neighbour in its own region, so its region stays edge-connected.
+void SmoothBorders(const MeshAdjacency& adj, std::vector<int>& labels, int regionCount) {
+    std::vector<int> sizes(regionCount, 0);
+    for (int l : labels) ++sizes[l];
+    for (int pass = 0; pass < kSmoothingPasses; ++pass) {
+        int moved = 0;
+        for (int f = 0; f < adj.faceCount; ++f) {
+            int own = labels[f];
+            if (sizes[own] <= 1) continue;
+            const int* nb = &adj.faceNeighbours[3 * static_cast<size_t>(f)];
+            int l[3];
+            for (int k = 0; k < 3; ++k) l[k] = nb[k] >= 0 ? labels[nb[k]] : -1;
+            int target = -1;
+            if (l[0] >= 0 && l[0] != own && (l[0] == l[1] || l[0] == l[2])) target = l[0];
+            else if (l[1] >= 0 && l[1] != own && l[1] == l[2]) target = l[1];
+            if (target < 0) continue;
+            labels[f] = target;
+            --sizes[own];
+            ++sizes[target];
+            ++moved;
+        }
+        _LogDetail("OptimizeSplitLines: optimIndex=", pass, " moved=", moved);
+        if (moved == 0) break;
+    }
+}
+
+// Euler characteristic of the region `label` made of `faces`, counting a
+// vertex once per fan of region faces around it (that is how the cut leaves
+// it). A connected region is a disc exactly when the result is 1.
+int EulerCharacteristic(const MeshAdjacency& adj, const std::vector<int>& labels, int label,
+                        const std::vector<int>& faces, std::vector<int>& localIndex) {
+    const int n = static_cast<int>(faces.size());
+    for (int i = 0; i < n; ++i) localIndex[faces[i]] = i;
+    std::vector<int> parent(3 * static_cast<size_t>(n));
+    for (size_t i = 0; i < parent.size(); ++i) parent[i] = static_cast<int>(i);
+    auto find = [&](int x) {
+        while (parent[x] != x) {
+            parent[x] = parent[parent[x]];
+            x = parent[x];
+        }
+        return x;
+    };
+    auto unite = [&](int a, int b) {
+        a = find(a);
+        b = find(b);
+        if (a != b) parent[a] = b;
+    };
+    int borderEdges = 0;
+    for (int i = 0; i < n; ++i) {
+        int f = faces[i];
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            for (int j = 0; j < k; ++j) {
+                if (t[j] == t[k]) unite(3 * i + j, 3 * i + k);
+            }
+            int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+            if (g < 0 || labels[g] != label) {
+                ++borderEdges;
+                continue;
+            }
+            if (g < f) continue;
+            const int* s = &adj.triangles[3 * static_cast<size_t>(g)];
+            int a = t[k], b = t[(k + 1) % 3];
+            int li = localIndex[g];
+            for (int c = 0; c < 3; ++c) {
+                if (s[c] == a) unite(3 * i + k, 3 * li + c);
+                if (s[c] == b) unite(3 * i + (k + 1) % 3, 3 * li + c);
+            }
+        }
+    }
+    int vertices = 0;
+    for (int c = 0; c < 3 * n; ++c) {
+        if (find(c) == c) ++vertices;
+    }
+    for (int f : faces) localIndex[f] = -1;
+    int edges = (3 * n + borderEdges) / 2;
+    return vertices - edges + n;
+}
+
+// Splits a region in two by growing from two far-apart faces, front by front.
+// Returns the faces given the new label.
+void SplitInTwo(const MeshAdjacency& adj, const FaceGeometry& geo, std::vector<int>& labels, int label,
+                const std::vector<int>& faces, int newLabel, std::vector<int>& partA, std::vector<int>& partB) {
+    Vector3 centre;
+    double weight = 0.0;
+    for (int f : faces) {
+        centre += geo.centroid[f] * geo.weight[f];
+        weight += geo.weight[f];
+    }
+    centre /= weight;
+    auto farthestFrom = [&](const Vector3& p) {
+        int best = faces[0];
+        double bestD = -1.0;
+        for (int f : faces) {
+            double d = (geo.centroid[f] - p).LengthSquared();
+            if (d > bestD) {
+                bestD = d;
+                best = f;
+            }
+        }
+        return best;
+    };
+    int a = farthestFrom(centre);
+    int b = farthestFrom(geo.centroid[a]);
+    if (b == a) b = faces[0] == a ? faces[1] : faces[0];
+
+    // Faces of the region are relabelled -2 (unclaimed) while the fronts grow.
+    for (int f : faces) labels[f] = -2;
+    std::vector<int> frontA{a}, frontB{b}, next;
+    labels[a] = label;
+    labels[b] = newLabel;
+    auto advance = [&](std::vector<int>& front, int l) {
+        next.clear();
+        for (int f : front) {
+            for (int k = 0; k < 3; ++k) {
+                int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+                if (g >= 0 && labels[g] == -2) {
+                    labels[g] = l;
+                    next.push_back(g);
+                }
+            }
+        }
+        front.swap(next);
+    };
+    while (!frontA.empty() || !frontB.empty()) {
+        advance(frontA, label);
+        advance(frontB, newLabel);
+    }
+    partA.clear();
+    partB.clear();
+    for (int f : faces) {
+        if (labels[f] == -2) labels[f] = label;  // unreachable: rejoins the first part
+        (labels[f] == label ? partA : partB).push_back(f);
+    }
+}
+
+// Edge-connected parts of the faces labelled `label`, as lists.
+void ConnectedParts(const MeshAdjacency& adj, const std::vector<int>& labels, int label,
+                    const std::vector<int>& faces, std::vector<char>& seen, std::vector<std::vector<int>>& parts) {
+    parts.clear();
+    std::vector<int> stack;
+    for (int start : faces) {
+        if (seen[start]) continue;
+        parts.emplace_back();
+        std::vector<int>& part = parts.back();
+        seen[start] = 1;
+        stack.assign(1, start);
+        while (!stack.empty()) {
+            int g = stack.back();
+            stack.pop_back();
+            part.push_back(g);
+            for (int k = 0; k < 3; ++k) {
+                int h = adj.faceNeighbours[3 * static_cast<size_t>(g) + k];
+                if (h >= 0 && !seen[h] && labels[h] == label) {
+                    seen[h] = 1;
+                    stack.push_back(h);
+                }
+            }
+        }
+    }
+    for (int f : faces) seen[f] = 0;
+}
+
+// Splits every region that is not a disc until all are. Returns the new
+// region count.
+int MakeRegionsDiscs(const MeshAdjacency& adj, const FaceGeometry& geo, std::vector<int>& labels,
+                     int regionCount) {
+    std::vector<std::vector<int>> regionFaces(regionCount);
+    for (int f = 0; f < adj.faceCount; ++f) regionFaces[labels[f]].push_back(f);
+    std::vector<int> localIndex(adj.faceCount, -1);
+    std::vector<char> seen(adj.faceCount, 0);
+    std::vector<int> work(regionCount);
+    for (int r = 0; r < regionCount; ++r) work[r] = regionCount - 1 - r;
+    std::vector<std::vector<int>> parts;
+    std::vector<int> partA, partB;
+    while (!work.empty()) {
+        int r = work.back();
+        work.pop_back();
+        // A region pinched apart by an earlier split becomes one region per part.
+        ConnectedParts(adj, labels, r, regionFaces[r], seen, parts);
+        if (parts.size() > 1) {
+            regionFaces[r] = parts[0];
+            work.push_back(r);
+            for (size_t i = 1; i < parts.size(); ++i) {
+                for (int f : parts[i]) labels[f] = regionCount;
+                regionFaces.push_back(parts[i]);
+                work.push_back(regionCount++);
+            }
+            continue;
+        }
+        if (regionFaces[r].size() < 2) continue;
+        if (EulerCharacteristic(adj, labels, r, regionFaces[r], localIndex) == 1) continue;
+        int newLabel = regionCount++;
+        SplitInTwo(adj, geo, labels, r, regionFaces[r], newLabel, partA, partB);
+        regionFaces[r] = partA;
+        regionFaces.push_back(partB);
+        work.push_back(r);
+        work.push_back(newLabel);
+    }
+    return regionCount;
+}
+
+}  // namespace
+
+int UnfoldMesh::GenerateAtlasSplitLines(const ITriMesh* triMesh, int chartCount,
+                                        std::vector<std::vector<int>>& splitLines) {
+    if (triMesh == nullptr) {
+        _LogFailure("GenerateAtlasSplitLines: invalid input triMesh == NULL");
+        return STATUS_INVALID_INPUT;
+    }
+    if (chartCount < 1) {
+        _LogFailure("GenerateAtlasSplitLines: invalid initSplitCount =", chartCount);
+        return STATUS_INVALID_INPUT;
+    }
+    splitLines.clear();
+    const int vertexCount = triMesh->GetVertexCount();
+    const int faceCount = triMesh->GetTriangleCount();
+    if (faceCount < 1 || vertexCount < 1) return STATUS_SUCCESS;
+
+    MeshAdjacency adj;
+    adj.Build(triMesh);
+    FaceGeometry geo = ComputeFaceGeometry(triMesh, adj);
+
+    const int wanted = std::max(1, std::min({chartCount, vertexCount, faceCount}));
+    double radius2 = geo.totalArea / (ORVO_PI * wanted);
+    double invRadius2 = radius2 > 0.0 ? 1.0 / radius2 : 1.0;
+
+    // Seeds: evenly spaced vertex ids, each represented by its first face.
+    std::vector<int> seeds;
+    std::vector<char> taken(faceCount, 0);
+    for (int i = 0; i < wanted; ++i) {
+        int v = static_cast<int>((static_cast<double>(i) + 0.5) * vertexCount / wanted);
+        if (adj.FacesBegin(v) == adj.FacesEnd(v)) continue;
+        int f = adj.vertexFaces[adj.FacesBegin(v)];
+        if (taken[f]) continue;
+        taken[f] = 1;
+        seeds.push_back(f);
+    }
+    if (seeds.empty()) seeds.push_back(0);
+    std::vector<Proxy> proxies(seeds.size());
+    for (size_t r = 0; r < seeds.size(); ++r) proxies[r] = {geo.centroid[seeds[r]], geo.normal[seeds[r]]};
+
+    RegionGrower grower(adj, geo, invRadius2);
+    std::vector<int> labels;
+    for (int it = 0; it < kLloydIterations; ++it) {
+        grower.Grow(seeds, proxies, labels);
+        grower.UpdateProxies(labels, seeds, proxies);
+    }
+    grower.Grow(seeds, proxies, labels);
+    int regionCount = static_cast<int>(seeds.size());
+
+    int marked = 0;
+    for (int l : labels) marked += l >= 0 ? 1 : 0;
+    if (marked != faceCount) {
+        _LogFailure("GenerateAtlasSplitLines: Error: faceMarkCount != faceCount, faceMarkCount=", marked,
+                    " faceCount=", faceCount);
+        return STATUS_FAILED;
+    }
+
+    SmoothBorders(adj, labels, regionCount);
+    regionCount = MakeRegionsDiscs(adj, geo, labels, regionCount);
+
+    for (int f = 0; f < faceCount; ++f) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+            if (g > f && labels[g] != labels[f]) splitLines.push_back({t[k], t[(k + 1) % 3]});
+        }
+    }
+    _LogDetail("GenerateAtlasSplitLines: regions=", regionCount, " lines=", splitLines.size());
+    return STATUS_SUCCESS;
+}
+
+}  // namespace ORVO

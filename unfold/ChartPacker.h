@@ -1,0 +1,31 @@
+#pragma once
+// Packing of flattened charts into the unit square of a texture atlas.
+
+#include <vector>
+
+namespace ORVO {
+
+struct ChartPackOptions {
+    int resolution = 1024;     // texture size in texels the gap is measured in
+    int gapTexels = 1;         // minimum distance between charts, in texels of `resolution`
+    bool allowRotation = true; // rotate charts (any angle that shrinks the bounding box, plus 90-degree steps)
+    int threadCount = 1;       // threads the packer may use
+};
+
+struct ChartPackStats {
+    double utilization = 0;    // total triangle area of the packed charts (the square has area 1)
+    double scale = 0;          // common factor applied to every chart
+    int workResolution = 0;    // pixels per side of the occupancy grid the charts were placed in
+    double seconds = 0;        // wall time of the call
+};
+
+// Packs every chart into [0,1]^2. chartTriangles[k] holds 3 local vertex ids per triangle of
+// chart k; chartUVs[k] holds 2 doubles (u,v) per vertex of chart k and is overwritten with the
+// packed coordinates. All charts get the same scale (uniform texel density), each may be rotated
+// (never mirrored), and no two charts come closer than gapTexels/resolution. Returns 0, -2 for
+// invalid input (size mismatch, empty list, bad index, non-finite coordinates; chartUVs is left
+// untouched), -3 if packing fails (no positive total area, or no scale could be placed).
+int _PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
+                const ChartPackOptions& options, ChartPackStats* stats);
+
+}  // namespace ORVO

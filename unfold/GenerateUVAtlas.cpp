@@ -1,0 +1,342 @@
+// The UV atlas entry point: validation, connected components, the component
+// copies, the per-component pipeline, packing and the outputs.
+
+#include <QarnUVAtlas/ConsolidateMesh.h>
+#include <QarnUVAtlas/MeshEdit.h>
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "foundation/Activation.h"
+#include "foundation/ApiProgress.h"
+#include "foundation/LogLine.h"
+#include "unfold/AtlasContext.h"
+#include "unfold/AtlasStatistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <numeric>
+
+namespace ORVO {
+namespace {
+
+// Where the caller's coordinates are taken to before any stage runs: every
+// component is moved and scaled by the same factors, so the whole mesh fits a
+// unit-diagonal box. Thresholds inside the stages then mean the same thing
+// for a scan stored in millimetres and one stored in kilometres.
+struct UnitFrame {
+    Vector3 centre;
+    double scale = 1.0;
+};
+
+// Rejects what a caller can get wrong: ids out of range and coordinates that
+// are not finite. Returns 0 or -2 with a line naming the problem.
+int ValidateMesh(const ITriMesh* mesh, UnitFrame& frame) {
+    const int vertexCount = mesh->GetVertexCount();
+    const int faceCount = mesh->GetTriangleCount();
+    Vector3 lo(REAL_LARGE, REAL_LARGE, REAL_LARGE), hi(-REAL_LARGE, -REAL_LARGE, -REAL_LARGE);
+    for (int v = 0; v < vertexCount; ++v) {
+        Vector3 p = mesh->GetVertexCoord(v);
+        if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z)) {
+            _LogFailure("UnfoldMesh::GenerateUVAtlas invalid vertex coordinate: vertex ", v);
+            return STATUS_INVALID_INPUT;
+        }
+        lo = Vector3(std::min(lo.x, p.x), std::min(lo.y, p.y), std::min(lo.z, p.z));
+        hi = Vector3(std::max(hi.x, p.x), std::max(hi.y, p.y), std::max(hi.z, p.z));
+    }
+    int ids[3];
+    for (int f = 0; f < faceCount; ++f) {
+        mesh->GetTriangleVertexIds(f, ids);
+        for (int id : ids) {
+            if (id < 0 || id >= vertexCount) {
+                _LogFailure("UnfoldMesh::GenerateUVAtlas invalid triangle vertex id: triangle ", f, " id ", id);
+                return STATUS_INVALID_INPUT;
+            }
+        }
+    }
+    double diagonal = (hi - lo).Length();
+    frame.centre = (lo + hi) * 0.5;
+    frame.scale = diagonal > 0.0 && std::isfinite(diagonal) ? 1.0 / diagonal : 1.0;
+    return STATUS_SUCCESS;
+}
+
+// Copies one component into its own mesh (in the caller's vertex order of the
+// component and in face-id order), consolidates its degenerate triangles and
+// splits its non-manifold edges and vertices. `subVertex` receives, for each
+// input vertex of the component, its id in the copy.
+int ConstructSubMesh(const ITriMesh* input, const std::vector<int>& componentVertices,
+                     const std::vector<int>& componentFaces, const UnitFrame& frame, std::unique_ptr<TriMesh>& subMesh,
+                     std::vector<int>& subVertex) {
+    TriMesh copy;
+    copy.ReserveVertices(static_cast<int>(componentVertices.size()));
+    copy.ReserveTriangles(static_cast<int>(componentFaces.size()));
+    for (size_t i = 0; i < componentVertices.size(); ++i) {
+        subVertex[componentVertices[i]] = static_cast<int>(i);
+        copy.InsertVertex((input->GetVertexCoord(componentVertices[i]) - frame.centre) * frame.scale);
+    }
+    int ids[3];
+    for (int f : componentFaces) {
+        input->GetTriangleVertexIds(f, ids);
+        copy.InsertTriangle(subVertex[ids[0]], subVertex[ids[1]], subVertex[ids[2]]);
+    }
+
+    Vector3 lo, hi;
+    int status = CalculateTriMeshBoundingBox(&copy, &lo, &hi);
+    if (status != STATUS_SUCCESS) {
+        _LogFailure("ConstructSubMesh: CalculateTriMeshBoundingBox failed ", status);
+        return status;
+    }
+    double epsilon = 1e-10 * (hi - lo).Length();
+    if (epsilon < 1e-15) epsilon = 1e-15;
+    std::vector<Vector3> coords;
+    status = ConsolidateMesh::ConsolidateDegenerateTriangles(&copy, nullptr, epsilon, coords);
+    if (status != STATUS_SUCCESS) {
+        _LogFailure("ConstructSubMesh: ConsolidateDegenerateTriangles failed ", status);
+        return status;
+    }
+    for (int v = 0; v < copy.GetVertexCount(); ++v) copy.SetVertexCoord(v, coords[v]);
+
+    // Cutting needs a manifold mesh; faces keep their order, vertices split.
+    subMesh = std::make_unique<TriMesh>();
+    std::vector<int> origins;
+    status = ConsolidateMesh::MakeManifold(&copy, subMesh.get(), &origins);
+    if (status != STATUS_SUCCESS) {
+        _LogFailure("ConstructSubMesh: MakeManifold failed ", status);
+        return status;
+    }
+    // Input vertices map to the first copy of themselves.
+    std::vector<int> firstCopy(copy.GetVertexCount(), -1);
+    for (int v = static_cast<int>(origins.size()) - 1; v >= 0; --v) firstCopy[origins[v]] = v;
+    for (int v : componentVertices) subVertex[v] = firstCopy[subVertex[v]];
+    return STATUS_SUCCESS;
+}
+
+// Vertex-to-face incidence of the input, faces in id order.
+void IncidentFaces(const ITriMesh* mesh, std::vector<int>& start, std::vector<int>& faces) {
+    const int vertexCount = mesh->GetVertexCount();
+    const int faceCount = mesh->GetTriangleCount();
+    start.assign(static_cast<size_t>(vertexCount) + 1, 0);
+    int ids[3];
+    for (int f = 0; f < faceCount; ++f) {
+        mesh->GetTriangleVertexIds(f, ids);
+        for (int id : ids) ++start[static_cast<size_t>(id) + 1];
+    }
+    for (int v = 0; v < vertexCount; ++v) start[v + 1] += start[v];
+    faces.resize(start[vertexCount]);
+    std::vector<int> fill(start.begin(), start.end() - 1);
+    for (int f = 0; f < faceCount; ++f) {
+        mesh->GetTriangleVertexIds(f, ids);
+        for (int id : ids) faces[fill[id]++] = f;
+    }
+}
+
+void LogStatistics(double seconds) {
+    AtlasStatistics& s = _AtlasStatistics();
+    double calls = s.isometricCalls.load();
+    double iso = s.isometricSeconds.load();
+    _LogDetail("UnfoldMesh::GenerateUVAtlas time: total", seconds);
+    _LogDetail("Profiler:");
+    _LogDetail("gConformal=", s.conformalSeconds.load());
+    _LogDetail("gIsometric_total=", calls, " / ", iso, " / ", calls > 0.0 ? iso / calls : 0.0);
+    _LogDetail("gOverlap=", s.overlapSeconds.load());
+    _LogDetail("gHalfMesh=", s.halfMeshSeconds.load());
+}
+
+int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCoords, std::vector<int>* faceTexIds,
+             bool needInitSplit, const std::vector<std::vector<int>>* initSplitLines, const AtlasSettings& settings,
+             UVAtlasReport* report) {
+    const double startTime = Profiler::GetTime();
+    ApiProgress& progress = ApiProgress::Get();
+    progress.SetProgress(0.0);
+    if (!_ActivationGateA()) return STATUS_NOT_ACTIVATED;
+    if (triMesh == nullptr || texCoords == nullptr || faceTexIds == nullptr || chartCount < 1) {
+        _LogFailure("UnfoldMesh::GenerateUVAtlas invalid input parameters");
+        return STATUS_INVALID_INPUT;
+    }
+    if (initSplitLines != nullptr && !needInitSplit) {
+        _LogFailure("UnfoldMesh::GenerateUVAtlas: initSplitLines != NULL, but needInitSplit == false, thus no "
+                    "init split operation ");
+    }
+    if (!_ActivationGateB()) return STATUS_SUCCESS;
+    const int vertexCount = triMesh->GetVertexCount();
+    const int faceCount = triMesh->GetTriangleCount();
+    if (!(vertexCount > 2 && faceCount > 0)) {
+        _LogFailure("UnfoldMesh::GenerateUVAtlas invalid vertexCount: ", vertexCount, " triangleCount: ", faceCount);
+        return STATUS_INVALID_INPUT;
+    }
+    UnitFrame frame;
+    int status = ValidateMesh(triMesh, frame);
+    if (status != STATUS_SUCCESS) return status;
+
+    std::vector<int> incidenceStart, incidence;
+    IncidentFaces(triMesh, incidenceStart, incidence);
+    progress.SetProgress(0.1);
+
+    const size_t lineCount = initSplitLines != nullptr && needInitSplit ? initSplitLines->size() : 0;
+    std::vector<char> lineTaken(lineCount, 0);
+    FacePlacement placement(faceCount, {-1, -1});
+    std::vector<int> componentOf(vertexCount, -1);
+    std::vector<int> subVertex(vertexCount, -1);
+    std::vector<char> faceSeen(faceCount, 0);
+    AtlasCharts charts;
+    int component = 0;
+    int assignedVertices = 0;
+
+    for (int seed = 0; seed < vertexCount; ++seed) {
+        if (componentOf[seed] >= 0) continue;
+        // Vertices joined through shared faces, breadth first.
+        std::vector<int> vertices{seed};
+        componentOf[seed] = component;
+        for (size_t i = 0; i < vertices.size(); ++i) {
+            int v = vertices[i];
+            for (int j = incidenceStart[v]; j < incidenceStart[v + 1]; ++j) {
+                int ids[3];
+                triMesh->GetTriangleVertexIds(incidence[j], ids);
+                for (int id : ids) {
+                    if (componentOf[id] < 0) {
+                        componentOf[id] = component;
+                        vertices.push_back(id);
+                    }
+                }
+            }
+        }
+        assignedVertices += static_cast<int>(vertices.size());
+        std::vector<int> faces;
+        for (int v : vertices) {
+            for (int j = incidenceStart[v]; j < incidenceStart[v + 1]; ++j) {
+                int f = incidence[j];
+                if (!faceSeen[f]) {
+                    faceSeen[f] = 1;
+                    faces.push_back(f);
+                }
+            }
+        }
+        if (faces.empty()) continue;  // an isolated vertex has nothing to map
+        std::sort(faces.begin(), faces.end());
+
+        std::unique_ptr<TriMesh> subMesh;
+        status = ConstructSubMesh(triMesh, vertices, faces, frame, subMesh, subVertex);
+        if (status != STATUS_SUCCESS) {
+            _LogFailure("ConstructSubMesh failed ", status);
+            return status;
+        }
+        const int budget =
+            static_cast<int>(std::ceil(static_cast<double>(vertices.size()) / vertexCount * chartCount));
+
+        // A caller's line belongs to the component of its first vertex and is
+        // cut short where it leaves that component.
+        std::vector<std::vector<int>> lines;
+        for (size_t l = 0; l < lineCount; ++l) {
+            const std::vector<int>& line = (*initSplitLines)[l];
+            if (lineTaken[l] || line.empty()) continue;
+            if (line[0] < 0 || line[0] >= vertexCount || componentOf[line[0]] != component) continue;
+            std::vector<int> local;
+            for (int v : line) {
+                if (v < 0 || v >= vertexCount || componentOf[v] != component || subVertex[v] < 0) break;
+                local.push_back(subVertex[v]);
+            }
+            lineTaken[l] = 1;
+            if (!local.empty()) lines.push_back(std::move(local));
+        }
+
+        FacePlacement componentPlacement;
+        progress.EnterStage(0.1 + 0.85 * assignedVertices / vertexCount);
+        status = _UnfoldMesh2Regions(subMesh.get(), budget, component, needInitSplit, lines, settings, charts,
+                                     componentPlacement);
+        progress.LeaveStage();
+        if (status != STATUS_SUCCESS) {
+            _LogFailure("UnfoldMesh2Regions failed ", status);
+            return status;
+        }
+        for (size_t i = 0; i < faces.size(); ++i) placement[faces[i]] = componentPlacement[i];
+        ++component;
+    }
+
+    // Completion order of the worker threads must not show in the result:
+    // charts are put in the order of their component and smallest face.
+    const size_t chartTotal = charts.charts.size();
+    std::vector<int> order(chartTotal);
+    std::iota(order.begin(), order.end(), 0);
+    std::sort(order.begin(), order.end(), [&](int a, int b) { return charts.order[a] < charts.order[b]; });
+    std::vector<int> rank(chartTotal);
+    std::vector<ITriMesh*> chartMeshes(chartTotal);
+    std::vector<std::vector<double>> chartCoords(chartTotal);
+    for (size_t i = 0; i < chartTotal; ++i) {
+        rank[order[i]] = static_cast<int>(i);
+        chartMeshes[i] = charts.charts[order[i]].get();
+        chartCoords[i].swap(charts.texCoords[order[i]]);
+    }
+
+    status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    if (status != STATUS_SUCCESS) return status;
+    progress.SetProgress(0.975);
+
+    _LogDetail("UnfoldMesh::GenerateUVAtlas: final chart count=", chartTotal);
+    std::vector<int> offset(chartTotal + 1, 0);
+    for (size_t i = 0; i < chartTotal; ++i) offset[i + 1] = offset[i] + chartMeshes[i]->GetVertexCount();
+    texCoords->clear();
+    texCoords->reserve(2 * static_cast<size_t>(offset[chartTotal]));
+    for (const std::vector<double>& coords : chartCoords) texCoords->insert(texCoords->end(), coords.begin(), coords.end());
+    faceTexIds->clear();
+    faceTexIds->reserve(3 * static_cast<size_t>(faceCount));
+    double uvArea = 0.0;
+    for (int f = 0; f < faceCount; ++f) {
+        int chart = rank[placement[f].first];
+        int ids[3];
+        chartMeshes[chart]->GetTriangleVertexIds(placement[f].second, ids);
+        for (int id : ids) faceTexIds->push_back(offset[chart] + id);
+        const double* t0 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[0])];
+        const double* t1 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[1])];
+        const double* t2 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[2])];
+        uvArea += 0.5 * std::fabs((t1[0] - t0[0]) * (t2[1] - t0[1]) - (t1[1] - t0[1]) * (t2[0] - t0[0]));
+    }
+    charts.charts.clear();
+    progress.SetProgress(1.0);
+    const double seconds = Profiler::GetTime() - startTime;
+    LogStatistics(seconds);
+    if (report != nullptr) {
+        report->chartCount = static_cast<int>(chartTotal);
+        report->utilization = uvArea;
+        report->seconds = seconds;
+    }
+    return STATUS_SUCCESS;
+}
+
+// Charts for the options form when the caller leaves the count open: enough
+// that charts stay gently curved on scans, few enough to keep seams short.
+int AutomaticChartCount(const ITriMesh* mesh) {
+    if (mesh == nullptr) return 1;
+    int faces = mesh->GetTriangleCount();
+    return std::max(1, static_cast<int>(std::lround(std::sqrt(static_cast<double>(std::max(faces, 1))) / 4.0)));
+}
+
+}  // namespace
+
+int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCoords,
+                                std::vector<int>* faceTexIds, bool needInitSplit, bool acceptDirectlyA,
+                                bool acceptDirectlyB, const std::vector<std::vector<int>>* initSplitLines) {
+    AtlasSettings settings;
+    settings.acceptDirectly = acceptDirectlyA || acceptDirectlyB;
+    settings.strict = false;
+    return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, initSplitLines, settings, nullptr);
+}
+
+int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
+                                std::vector<double>* texCoords, std::vector<int>* faceTexIds,
+                                UVAtlasReport* report) {
+    if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0) {
+        _LogFailure("UnfoldMesh::GenerateUVAtlas invalid input parameters");
+        return STATUS_INVALID_INPUT;
+    }
+    AtlasSettings settings;
+    settings.acceptDirectly = options.acceptDirectly;
+    settings.strict = options.strict;
+    settings.threadCount = options.threadCount;
+    settings.resolution = options.resolution;
+    settings.gapTexels = options.gapTexels;
+    int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
+    bool needInitSplit = options.initSplitLines != nullptr;
+    return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,
+                    report);
+}
+
+}  // namespace ORVO

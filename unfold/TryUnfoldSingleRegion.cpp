@@ -1,0 +1,413 @@
+// Flattening one region into a chart, checking the result, and splitting the
+// region in two when the flattening folds.
+
+#include <QarnUVAtlas/FillMeshHole.h>
+#include <QarnUVAtlas/HalfMesh.h>
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "foundation/LogLine.h"
+#include "unfold/AtlasContext.h"
+#include "unfold/AtlasStatistics.h"
+#include "unfold/MeshAdjacency.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace ORVO {
+namespace {
+
+constexpr int kIsometricIterations = 7;
+constexpr int kDepthLimit = 33;
+// Largest texture-to-surface stretch of a face that strict mode accepts.
+constexpr double kMaxFaceStretch = 2.5;
+
+inline double Cross(const std::vector<double>& uv, int a, int b, int c) {
+    double ux = uv[2 * b] - uv[2 * a], uy = uv[2 * b + 1] - uv[2 * a + 1];
+    double vx = uv[2 * c] - uv[2 * a], vy = uv[2 * c + 1] - uv[2 * a + 1];
+    return ux * vy - uy * vx;
+}
+
+// Scales the layout so that its area equals the chart's 3-D area: every
+// chart then leaves the flattening at the same texel density, whether the
+// isometric step converged or not.
+void MatchSurfaceArea(const TriMesh& chart, std::vector<double>& uv) {
+    double area3d = 0.0, areaUv = 0.0;
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        area3d += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                               chart.GetVertexCoordRef(t[2]));
+        areaUv += 0.5 * std::fabs(Cross(uv, t[0], t[1], t[2]));
+    }
+    if (!(area3d > 0.0) || !(areaUv > 0.0)) return;
+    double scale = std::sqrt(area3d / areaUv);
+    if (!std::isfinite(scale)) return;
+    for (double& c : uv) c *= scale;
+}
+
+// Conformal map pinned on the first boundary loop, then the isometric
+// optimisation. Returns false when the conformal map failed (no layout).
+// Sets `accept` when the isometric step failed and checks are not wanted.
+bool FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
+                  std::vector<double>& uv, bool& accept) {
+    int status;
+    if (holesFound && !holes.empty() && holes[0].size() >= 4) {
+        const std::vector<int>& loop = holes[0];
+        std::vector<int> pins{loop[0], loop[loop.size() / 2]};
+        std::vector<double> pinCoords{-1.0, -1.0, 1.0, 1.0};
+        status = UnfoldMesh::ConformalMap(&chart, &pins, &pinCoords, &uv);
+    } else {
+        status = UnfoldMesh::ConformalMap(&chart, nullptr, nullptr, &uv);
+    }
+    if (status != STATUS_SUCCESS) {
+        uv.clear();
+        return false;
+    }
+    // In strict mode a failed isometric step keeps its last layout, which is
+    // then checked like any other.
+    if (UnfoldMesh::OptimizeIsometric(&chart, &uv, kIsometricIterations, nullptr) != STATUS_SUCCESS && !strict)
+        accept = true;
+    MatchSurfaceArea(chart, uv);
+    return true;
+}
+
+// Whether some face is squeezed in the layout: its largest texture-to-surface
+// stretch (the larger singular value of the map from the layout back onto
+// the triangle) exceeds the limit. Layouts of sharp scan spikes collapse a
+// few faces this way without flipping them; splitting the chart fixes them.
+bool HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv) {
+    double chartArea = 0.0;
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        chartArea += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                                  chart.GetVertexCoordRef(t[2]));
+    }
+    const double degenerate = 1e-10 * chartArea;
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
+        Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
+        Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
+        Vector3 n = e1.CrossProduct(d);
+        double doubled = n.Length();
+        if (0.5 * doubled <= degenerate) continue;  // no shape to keep
+        double len = e1.Length();
+        // The triangle in its own plane: (0,0), (len,0), (x2,y2).
+        double x2 = (d * e1) / len, y2 = doubled / len;
+        double s1 = uv[2 * t[1]] - uv[2 * t[0]], q1 = uv[2 * t[1] + 1] - uv[2 * t[0] + 1];
+        double s2 = uv[2 * t[2]] - uv[2 * t[0]], q2 = uv[2 * t[2] + 1] - uv[2 * t[0] + 1];
+        double det = s1 * q2 - s2 * q1;
+        if (!(det > 0.0)) return true;
+        // J maps layout edges onto surface edges: J [s1 s2; q1 q2] = [len x2; 0 y2].
+        double j00 = (len * q2 - x2 * q1) / det, j01 = (x2 * s1 - len * s2) / det;
+        double j10 = (-y2 * q1) / det, j11 = (y2 * s1) / det;
+        double a = j00 * j00 + j10 * j10, b = j00 * j01 + j10 * j11, c = j01 * j01 + j11 * j11;
+        double largest2 = 0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b));
+        if (largest2 > kMaxFaceStretch * kMaxFaceStretch) return true;
+    }
+    return false;
+}
+
+bool HasFlippedTriangle(const TriMesh& chart, const std::vector<double>& uv) {
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        if (Cross(uv, t[0], t[1], t[2]) < 0.0) return true;
+    }
+    return false;
+}
+
+// Whether any boundary loop crosses itself in the plane. Neighbouring edges
+// (and the first with the last) share an end and are not compared.
+bool BoundaryCrossesItself(const std::vector<std::vector<int>>& holes, const std::vector<double>& uv) {
+    for (const std::vector<int>& loop : holes) {
+        const size_t n = loop.size();
+        if (n < 4) continue;
+        std::vector<double> px(n), py(n), dx(n), dy(n);
+        for (size_t i = 0; i < n; ++i) {
+            int a = loop[i], b = loop[(i + 1) % n];
+            px[i] = uv[2 * a];
+            py[i] = uv[2 * a + 1];
+            dx[i] = uv[2 * a] - uv[2 * b];
+            dy[i] = uv[2 * a + 1] - uv[2 * b + 1];
+        }
+        for (size_t i = 0; i < n; ++i) {
+            for (size_t j = i + 2; j < n; ++j) {
+                if (i == 0 && j == n - 1) continue;
+                double denom = dx[i] * dy[j] - dy[i] * dx[j];
+                if (std::fabs(denom) < 1e-15) continue;
+                // p_i - s d_i = p_j - t d_j, solved for s and t.
+                double rx = px[i] - px[j], ry = py[i] - py[j];
+                double s = (rx * dy[j] - ry * dx[j]) / denom;
+                double t = (rx * dy[i] - ry * dx[i]) / denom;
+                if (s >= 0.0 && s <= 1.0 && t >= 0.0 && t <= 1.0) {
+                    _LogDetail("    overlap triangle detected...");
+                    return true;
+                }
+            }
+        }
+    }
+    return false;
+}
+
+bool OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vector<int>* overlapFaces) {
+    std::vector<Vector2> points(chart.GetVertexCount());
+    for (size_t i = 0; i < points.size(); ++i) points[i] = Vector2(uv[2 * i], uv[2 * i + 1]);
+    std::vector<int> triangles(3 * static_cast<size_t>(chart.GetTriangleCount()));
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) chart.GetTriangleVertexIds(f, &triangles[3 * f]);
+    return IsTriMesh2DOverlapped(points, triangles, false, overlapFaces, nullptr);
+}
+
+// Faces around vertex v in the order of the fan, walking across the edges
+// incident to v; a fan cut by the boundary starts at one of its ends.
+void OrderedFan(const MeshAdjacency& adj, int v, std::vector<int>& fan) {
+    fan.clear();
+    int begin = adj.FacesBegin(v), end = adj.FacesEnd(v);
+    if (begin == end) return;
+    // The neighbour of f across the edge that leaves v (k) or arrives at v.
+    auto across = [&](int f, bool leaving) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            if (t[k] != v) continue;
+            int edge = leaving ? k : (k + 2) % 3;
+            return adj.faceNeighbours[3 * static_cast<size_t>(f) + edge];
+        }
+        return -1;
+    };
+    int start = adj.vertexFaces[begin];
+    for (int i = begin; i < end; ++i) {
+        int f = adj.vertexFaces[i];
+        if (across(f, false) < 0) {
+            start = f;
+            break;
+        }
+    }
+    int f = start;
+    const int limit = end - begin;
+    do {
+        fan.push_back(f);
+        f = across(f, true);
+    } while (f >= 0 && f != start && static_cast<int>(fan.size()) < limit);
+}
+
+// Splits the chart's faces into labelled groups, grown from the two ends of a
+// 3-D diameter, then cleaned so that no vertex sees a label in two wedges.
+void LabelHalves(const TriMesh& chart, const HalfMesh& half, std::vector<int>& labels, int& labelCount) {
+    const int vertexCount = chart.GetVertexCount();
+    const int faceCount = chart.GetTriangleCount();
+    MeshAdjacency adj;
+    adj.Build(&chart);
+
+    const Vector3& p0 = chart.GetVertexCoordRef(0);
+    int a = 0;
+    double best = -1.0;
+    for (int v = 0; v < vertexCount; ++v) {
+        double d = chart.GetVertexCoordRef(v).DistanceSquared(p0);
+        if (d > best) {
+            best = d;
+            a = v;
+        }
+    }
+    int b = a == 0 ? 1 : 0;
+    best = -1.0;
+    const Vector3& pa = chart.GetVertexCoordRef(a);
+    for (int v = 0; v < vertexCount; ++v) {
+        if (v == a) continue;
+        double d = chart.GetVertexCoordRef(v).DistanceSquared(pa);
+        if (d > best) {
+            best = d;
+            b = v;
+        }
+    }
+
+    labels.assign(faceCount, -1);
+    int faceA = -1;
+    if (const Edge3D* e = half.GetVertex(a)->GetEdge()) {
+        const Face3D* face = e->GetFace();
+        if (face == nullptr && e->GetPair() != nullptr) face = e->GetPair()->GetFace();
+        if (face != nullptr) faceA = face->GetId();
+    }
+    if (faceA < 0) faceA = adj.FacesBegin(a) < adj.FacesEnd(a) ? adj.vertexFaces[adj.FacesBegin(a)] : 0;
+    labels[faceA] = 0;
+    int faceB = -1;
+    for (int i = adj.FacesBegin(b); i < adj.FacesEnd(b); ++i) {
+        if (labels[adj.vertexFaces[i]] < 0) {
+            faceB = adj.vertexFaces[i];
+            break;
+        }
+    }
+    if (faceB < 0) {
+        // Both ends lie on the seed face: take the face farthest from it.
+        const int* t = chart.GetTriangle(faceA);
+        Vector3 c = (chart.GetVertexCoordRef(t[0]) + chart.GetVertexCoordRef(t[1]) + chart.GetVertexCoordRef(t[2]));
+        best = -1.0;
+        for (int f = 0; f < faceCount; ++f) {
+            if (f == faceA) continue;
+            const int* s = chart.GetTriangle(f);
+            Vector3 d = chart.GetVertexCoordRef(s[0]) + chart.GetVertexCoordRef(s[1]) + chart.GetVertexCoordRef(s[2]);
+            double dist = d.DistanceSquared(c);
+            if (dist > best) {
+                best = dist;
+                faceB = f;
+            }
+        }
+    }
+    labels[faceB] = 1;
+
+    std::vector<int> fronts[2] = {{faceA}, {faceB}};
+    std::vector<int> next;
+    while (!fronts[0].empty() || !fronts[1].empty()) {
+        for (int l = 0; l < 2; ++l) {
+            next.clear();
+            for (int f : fronts[l]) {
+                for (int k = 0; k < 3; ++k) {
+                    int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+                    if (g >= 0 && labels[g] < 0) {
+                        labels[g] = l;
+                        next.push_back(g);
+                    }
+                }
+            }
+            fronts[l].swap(next);
+        }
+    }
+
+    // Cleaning: a vertex whose fan passes into label 0 (or 1) more than twice
+    // would leave that label pinched there; its fan's 0/1 faces get fresh labels.
+    labelCount = 2;
+    std::vector<int> fan;
+    bool changed = true;
+    while (changed) {
+        changed = false;
+        for (int v = 0; v < vertexCount; ++v) {
+            OrderedFan(adj, v, fan);
+            const size_t n = fan.size();
+            if (n < 3) continue;
+            int changes0 = 0, changes1 = 0;
+            bool closed = n == static_cast<size_t>(adj.FacesEnd(v) - adj.FacesBegin(v));
+            size_t pairs = closed ? n : n - 1;
+            for (size_t i = 0; i < pairs; ++i) {
+                int l1 = labels[fan[i]], l2 = labels[fan[(i + 1) % n]];
+                if (l1 == l2) continue;
+                if (l1 == 0 || l2 == 0) ++changes0;
+                if (l1 == 1 || l2 == 1) ++changes1;
+            }
+            if (changes0 <= 2 && changes1 <= 2) continue;
+            for (int f : fan) {
+                if (labels[f] == 0 || labels[f] == 1) {
+                    labels[f] = labelCount++;
+                    changed = true;
+                }
+            }
+        }
+    }
+    for (int& l : labels) {
+        if (l < 0) l = labelCount++;
+    }
+}
+
+// The edge-connected groups of each label, as chart face ids.
+void LabelGroups(const TriMesh& chart, const std::vector<int>& labels, std::vector<std::vector<int>>& groups) {
+    MeshAdjacency adj;
+    adj.Build(&chart);
+    std::vector<char> seen(labels.size(), 0);
+    std::vector<int> stack;
+    groups.clear();
+    for (int f = 0; f < static_cast<int>(labels.size()); ++f) {
+        if (seen[f]) continue;
+        groups.emplace_back();
+        seen[f] = 1;
+        stack.assign(1, f);
+        while (!stack.empty()) {
+            int g = stack.back();
+            stack.pop_back();
+            groups.back().push_back(g);
+            for (int k = 0; k < 3; ++k) {
+                int h = adj.faceNeighbours[3 * static_cast<size_t>(g) + k];
+                if (h >= 0 && !seen[h] && labels[h] == labels[f]) {
+                    seen[h] = 1;
+                    stack.push_back(h);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int depth,
+                           std::vector<std::vector<int>>& subRegions) {
+    _LogDetail("TryUnfoldSingleRegion: faceIndex size=", region.size(), " stackDepth=", depth, " start...");
+    const TriMesh& mesh = *work.mesh;
+    std::vector<int>& scratch = *work.scratch;
+
+    // The chart: the region's vertices in increasing id order, then its faces.
+    std::vector<int> vertices;
+    vertices.reserve(region.size() * 3);
+    for (int f : region) {
+        const int* t = mesh.GetTriangle(f);
+        vertices.insert(vertices.end(), t, t + 3);
+    }
+    std::sort(vertices.begin(), vertices.end());
+    vertices.erase(std::unique(vertices.begin(), vertices.end()), vertices.end());
+    auto chart = std::make_unique<TriMesh>();
+    chart->ReserveVertices(static_cast<int>(vertices.size()));
+    chart->ReserveTriangles(static_cast<int>(region.size()));
+    for (size_t i = 0; i < vertices.size(); ++i) {
+        scratch[vertices[i]] = static_cast<int>(i);
+        chart->InsertVertex(mesh.GetVertexCoordRef(vertices[i]));
+    }
+    for (int f : region) {
+        const int* t = mesh.GetTriangle(f);
+        chart->InsertTriangle(scratch[t[0]], scratch[t[1]], scratch[t[2]]);
+    }
+
+    const AtlasSettings& settings = *work.settings;
+    // Odd depths are checked; even depths above 1 are accepted as they come,
+    // which bounds the splitting. Strict mode checks every depth.
+    bool accept = settings.acceptDirectly || (!settings.strict && depth > 1 && depth % 2 == 0);
+    std::vector<std::vector<int>> holes;
+    bool holesFound = FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS;
+    std::vector<double> uv;
+    bool flattened = FlattenChart(*chart, holes, holesFound, settings.strict, uv, accept);
+    if (flattened && !accept) {
+        accept = !HasFlippedTriangle(*chart, uv) && !BoundaryCrossesItself(holes, uv);
+        if (accept && settings.strict) accept = !HasSqueezedTriangle(*chart, uv) && !OverlapTest(*chart, uv, nullptr);
+    }
+
+    if (chart->GetTriangleCount() > 1 && depth < kDepthLimit && !accept) {
+        if (!uv.empty()) OverlapTest(*chart, uv, nullptr);
+        double start = Profiler::GetTime();
+        std::unique_ptr<HalfMesh> half(CreateHalfMeshFromITriMesh(chart.get()));
+        _AddSeconds(_AtlasStatistics().halfMeshSeconds, Profiler::GetTime() - start);
+        if (!half) {
+            _LogFailure("TryUnfoldSingleRegion: halfMesh create failed");
+            return STATUS_FAILED;
+        }
+        std::vector<int> labels;
+        int labelCount = 0;
+        LabelHalves(*chart, *half, labels, labelCount);
+        std::vector<std::vector<int>> groups;
+        LabelGroups(*chart, labels, groups);
+        _LogDetail("needSplit=", groups.size());
+        for (std::vector<int>& group : groups) {
+            for (int& f : group) f = region[f];
+            subRegions.push_back(std::move(group));
+        }
+        return STATUS_SUCCESS;
+    }
+
+    if (uv.empty()) {
+        _LogDetail("Error: texCoords is empty");
+        uv.assign(2 * static_cast<size_t>(chart->GetVertexCount()), 0.0);
+    }
+    int smallestFace = *std::min_element(region.begin(), region.end());
+    ScopedLock lock(*work.mutex);
+    const int chartIndex = static_cast<int>(work.charts->charts.size());
+    work.charts->charts.push_back(std::move(chart));
+    work.charts->texCoords.push_back(std::move(uv));
+    work.charts->order.emplace_back(work.componentId, smallestFace);
+    for (size_t i = 0; i < region.size(); ++i) (*work.placement)[region[i]] = {chartIndex, static_cast<int>(i)};
+    return STATUS_SUCCESS;
+}
+
+}  // namespace ORVO
