@@ -2,7 +2,8 @@
 // region growing (each region projected onto its mean plane), and synthetic sets.
 // Prints charts, triangles, utilisation, working resolution and seconds per set.
 //
-//   bench_packer [--verify] [--threads N] [--res R] [--gap G] [--only NAME] [--quick]
+//   bench_packer [--verify] [--threads N] [--res R] [--gap G] [--only NAME] [--quick] [--dry]
+// --dry builds the chart sets without packing them (to measure the bench's own cost).
 
 #include "tests/ChartPackCheck.h"
 #include "unfold/ChartPacker.h"
@@ -305,6 +306,8 @@ struct Row {
     std::string check;
 };
 
+bool gDryRun = false;  // build the sets only: the cost of the bench itself
+
 Row RunSet(const ChartSet& set, const ORVO::ChartPackOptions& opt, bool verify) {
     Row row;
     row.name = set.name;
@@ -313,6 +316,7 @@ Row RunSet(const ChartSet& set, const ORVO::ChartPackOptions& opt, bool verify) 
     std::vector<std::vector<double>> uvs = set.uvs;
     ORVO::ChartPackStats stats;
     const std::clock_t cpu0 = std::clock();
+    if (gDryRun) return row;
     row.status = ORVO::_PackCharts(set.tris, uvs, opt, &stats);
     row.cpu = double(std::clock() - cpu0) / CLOCKS_PER_SEC;
     row.util = stats.utilization;
@@ -345,6 +349,7 @@ int main(int argc, char** argv) {
         std::string a = argv[i];
         if (a == "--verify") verify = true;
         else if (a == "--quick") quick = true;
+        else if (a == "--dry") gDryRun = true;
         else if (a == "--threads" && i + 1 < argc) opt.threadCount = std::atoi(argv[++i]);
         else if (a == "--res" && i + 1 < argc) opt.resolution = std::atoi(argv[++i]);
         else if (a == "--gap" && i + 1 < argc) opt.gapTexels = std::atoi(argv[++i]);

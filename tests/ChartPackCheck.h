@@ -47,7 +47,10 @@ inline bool SegmentsIntersect(const double* a, const double* b, const double* c,
     return false;
 }
 
+// Point inside a triangle of positive area; a zero-area triangle is a segment or a
+// point, whose contacts the segment tests find.
 inline bool PointInTriangle(const double* p, const Tri& t) {
+    if (Cross(t.p[0], t.p[1], t.p[2]) == 0) return false;
     double c0 = Cross(t.p[0], t.p[1], p), c1 = Cross(t.p[1], t.p[2], p), c2 = Cross(t.p[2], t.p[0], p);
     return (c0 >= 0 && c1 >= 0 && c2 >= 0) || (c0 <= 0 && c1 <= 0 && c2 <= 0);
 }

@@ -194,8 +194,9 @@ inline int SameDirectionEdges(const std::vector<Tri>& tris) {
 }
 
 // Number of face fans around every vertex: faces at v are joined when they
-// share an edge (v, w) that has exactly two faces.
-inline std::vector<int> FanCounts(const std::vector<Tri>& tris, int vertexCount) {
+// share an edge (v, w) that has exactly two faces and is not in `cut`.
+inline std::vector<int> FanCounts(const std::vector<Tri>& tris, int vertexCount,
+                                  const std::set<std::pair<int, int>>& cut = {}) {
     auto uses = EdgeUses(tris);
     std::vector<std::vector<int>> around(static_cast<size_t>(vertexCount));
     for (size_t f = 0; f < tris.size(); ++f)
@@ -216,8 +217,9 @@ inline std::vector<int> FanCounts(const std::vector<Tri>& tris, int vertexCount)
                 for (int k = 0; k < 3; ++k) {
                     const int w = tris[f][k];
                     if (w == v) continue;
-                    auto it = uses.find({std::min(v, w), std::max(v, w)});
-                    if (it == uses.end() || it->second.faces.size() != 2) continue;
+                    const std::pair<int, int> key{std::min(v, w), std::max(v, w)};
+                    auto it = uses.find(key);
+                    if (it == uses.end() || it->second.faces.size() != 2 || cut.count(key)) continue;
                     for (int g : it->second.faces) {
                         if (left.erase(g)) stack.push_back(g);
                     }

@@ -272,6 +272,47 @@ TEST(MakeManifold, SheetsMeetingOnALineAreSeparated) {
     }
 }
 
+TEST(MakeManifold, GluesAlternatingAlongAHingeAreResolved) {
+    // Three sheets on one hinge line; the pair kept on the hinge edges
+    // alternates between (A, B) and (C, B), which ties all three sheets into
+    // one fan at every inner hinge vertex. Splitting fans alone would then put
+    // all three faces back onto the middle hinge edges.
+    const int hinge = 7;
+    TriMesh mesh;
+    for (int i = 0; i < hinge; ++i) mesh.InsertVertex(Vector3(i, 0, 0));
+    int rim[3];
+    for (int s = 0; s < 3; ++s) {
+        rim[s] = mesh.GetVertexCount();
+        const double angle = 2.0 * M_PI * s / 3.0;
+        for (int i = 0; i < hinge; ++i) mesh.InsertVertex(Vector3(i, std::cos(angle), std::sin(angle)));
+    }
+    auto addSegment = [&](int s, int i) {
+        const int a = i, b = i + 1, c = rim[s] + i + 1, d = rim[s] + i;
+        if (s == 1) {  // B runs the hinge the other way
+            mesh.InsertTriangle(b, a, c);
+            mesh.InsertTriangle(a, d, c);
+        } else {
+            mesh.InsertTriangle(a, b, c);
+            mesh.InsertTriangle(a, c, d);
+        }
+    };
+    for (int i = 0; i + 1 < hinge; ++i) {
+        const int order[2][3] = {{0, 1, 2}, {2, 1, 0}};
+        for (int s : order[i % 2]) addSegment(s, i);
+    }
+    std::vector<int> origins;
+    TriMesh out = Repair(mesh, origins, "hinge");
+    // Every hinge edge keeps exactly one glued pair.
+    auto uses = EdgeUses(Triangles(out));
+    int gluedHingeEdges = 0;
+    for (auto& kv : uses) {
+        if (origins[kv.first.first] < hinge && origins[kv.first.second] < hinge && kv.second.faces.size() == 2) {
+            ++gluedHingeEdges;
+        }
+    }
+    EXPECT_EQ(gluedHingeEdges, hinge - 1);
+}
+
 TEST(MakeManifold, RandomTriangleSoupBecomesManifold) {
     for (uint64_t seed = 1; seed <= 8; ++seed) {
         Lcg rng{seed};

@@ -4,6 +4,7 @@
 #include <QarnUVAtlas/UnfoldMesh.h>
 
 #include "FlattenMeshes.h"
+#include "foundation/ApiProgress.h"
 #include "numerics/Rotation2x2.h"
 #include "unfold/AtlasStatistics.h"
 #include "unfold/IsometricFrame.h"
@@ -13,6 +14,7 @@
 #include <cmath>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 using ORVO::TriMesh;
@@ -247,6 +249,46 @@ TEST(OptimizeIsometric, AVertexInNoTriangleMakesTheLaplacianSingular) {
     EXPECT_EQ(uv, start);
     EXPECT_EQ(ReadFile("test_isometric_singular.txt"),
               "UnfoldMesh::Optimize2Isometric::Sparse Matrix Factorize Failed\n");
+}
+
+// ---- threads -----------------------------------------------------------------------
+
+TEST(OptimizeIsometric, ChartsFlattenedOnSeveralThreadsAtOnceMatchTheSequentialResults) {
+    // As in the atlas: progress is suspended while region tasks run.
+    std::vector<TriMesh> charts;
+    for (unsigned k = 0; k < 6; ++k) charts.push_back(MakeSpherePatch(14 + 2 * k, 1.3 + 0.1 * k, 50u + k));
+    struct Result {
+        std::vector<double> uv;
+        bool overlapped = true;
+    };
+    auto run = [](const TriMesh& chart, Result* out) {
+        std::vector<double> uv;
+        if (UnfoldMesh::ConformalMap(&chart, nullptr, nullptr, &uv) != 0) return;
+        if (UnfoldMesh::OptimizeIsometric(&chart, &uv, 7, nullptr) != 0) return;
+        std::vector<Vector2> points;
+        for (size_t v = 0; v + 1 < uv.size(); v += 2) points.emplace_back(uv[v], uv[v + 1]);
+        std::vector<int> tris;
+        for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+            int ids[3];
+            chart.GetTriangleVertexIds(f, ids);
+            tris.insert(tris.end(), ids, ids + 3);
+        }
+        out->overlapped = ORVO::IsTriMesh2DOverlapped(points, tris, true, nullptr, nullptr);
+        out->uv = uv;
+    };
+    ORVO::ApiProgress::Get().Suspend();
+    std::vector<Result> sequential(charts.size()), parallel(charts.size());
+    for (size_t k = 0; k < charts.size(); ++k) run(charts[k], &sequential[k]);
+    std::vector<std::thread> threads;
+    for (size_t k = 0; k < charts.size(); ++k) threads.emplace_back(run, std::cref(charts[k]), &parallel[k]);
+    for (std::thread& t : threads) t.join();
+    ORVO::ApiProgress::Get().Resume();
+    for (size_t k = 0; k < charts.size(); ++k) {
+        ASSERT_FALSE(sequential[k].uv.empty()) << k;
+        EXPECT_FALSE(sequential[k].overlapped) << k;
+        EXPECT_EQ(parallel[k].uv, sequential[k].uv) << k;
+        EXPECT_EQ(parallel[k].overlapped, sequential[k].overlapped) << k;
+    }
 }
 
 }  // namespace

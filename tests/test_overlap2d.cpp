@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -493,6 +494,25 @@ TEST(Overlap2D, IdsOutsideThePointListAreRefused) {
     EXPECT_FALSE(IsTriMesh2DOverlapped(points, {0, 1, 2, 0, 1, 3}, false, &faces, nullptr));
     EXPECT_TRUE(faces.empty());
     EXPECT_FALSE(IsTriMesh2DOverlapped(points, {0, 1, 2, -1, 1, 2}, true, &faces, nullptr));
+}
+
+TEST(Overlap2D, TrianglesWithNonFiniteCornersAreReportedAndOthersStillTested) {
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    // Clean neighbours 0 and 1, a triangle 2 reaching to infinity, a triangle 3
+    // with a NaN corner, and triangle 4 folded over triangle 0.
+    const std::vector<Vector2> points = {{0, 0}, {1, 0}, {0.5, 1}, {0.5, -1}, {inf, 0}, {nan, 2}, {0.5, 0.5}};
+    const std::vector<int> tris = {0, 1, 2, 1, 0, 3, 0, 4, 2, 2, 5, 1, 1, 0, 6};
+    std::vector<int> faces;
+    double ratio = -1.0;
+    EXPECT_TRUE(IsTriMesh2DOverlapped(points, tris, false, &faces, &ratio));
+    std::sort(faces.begin(), faces.end());
+    EXPECT_EQ(faces, (std::vector<int>{0, 2, 3, 4}));
+    EXPECT_TRUE(std::isfinite(ratio));
+    EXPECT_NEAR(ratio, (0.5 + 0.25) / (0.5 + 0.5 + 0.25), 1e-15);
+    // Points nobody uses do not matter, whatever their value.
+    std::vector<Vector2> extra = {{0, 0}, {1, 0}, {0.5, 1}, {0.5, -1}, {-inf, nan}};
+    EXPECT_FALSE(IsTriMesh2DOverlapped(extra, {0, 1, 2, 1, 0, 3}, true, &faces, &ratio));
 }
 
 }  // namespace

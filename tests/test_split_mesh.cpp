@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <set>
 #include <vector>
@@ -213,6 +214,67 @@ TEST(SplitMesh, RegionBordersSeparateEveryRegion) {
     ASSERT_EQ(SplitMesh::SplitByLines(&mesh, BorderLines(mesh, label), &origins), 0);
     ExpectFaithfulCut(before, mesh, origins);
     EXPECT_EQ(VerticesWithMixedLabels(mesh, label), 0);
+}
+
+TEST(SplitMesh, RandomWalkCutsOpenEveryVertexIntoItsWedges) {
+    // Cut lines are random walks along edges; a vertex must end with one
+    // copy per wedge left between the cut edges around it (counted here by
+    // brute force), and the result must stay manifold.
+    int opened = 0;
+    for (uint32_t seed = 1; seed <= 6; ++seed) {
+        TriMesh mesh = seed % 2 ? Torus(14, 9) : Grid(9, 7);
+        const TriMesh before = mesh;
+        const auto tris = Triangles(mesh);
+        std::map<int, std::vector<int>> neighbours;
+        for (auto& kv : EdgeUses(tris)) {
+            neighbours[kv.first.first].push_back(kv.first.second);
+            neighbours[kv.first.second].push_back(kv.first.first);
+        }
+        uint32_t state = seed * 2654435761u;
+        auto next = [&](uint32_t n) {
+            state = state * 1664525u + 1013904223u;
+            return (state >> 8) % n;
+        };
+        std::vector<std::vector<int>> lines;
+        std::set<std::pair<int, int>> cut;
+        for (int l = 0; l < 4; ++l) {
+            std::vector<int> line{static_cast<int>(next(static_cast<uint32_t>(mesh.GetVertexCount())))};
+            for (int step = 0; step < 8; ++step) {
+                const auto& around = neighbours[line.back()];
+                line.push_back(around[next(static_cast<uint32_t>(around.size()))]);
+                const int a = line[line.size() - 2], b = line.back();
+                cut.insert({std::min(a, b), std::max(a, b)});
+            }
+            lines.push_back(line);
+        }
+        int expectedNew = 0;
+        for (int n : FanCounts(tris, mesh.GetVertexCount(), cut)) expectedNew += n > 1 ? n - 1 : 0;
+
+        std::vector<int> origins;
+        ASSERT_EQ(SplitMesh::SplitByLines(&mesh, lines, &origins), 0);
+        ExpectFaithfulCut(before, mesh, origins);
+        EXPECT_EQ(mesh.GetVertexCount(), before.GetVertexCount() + expectedNew) << "seed " << seed;
+        opened += expectedNew;
+        const auto after = Triangles(mesh);
+        EXPECT_EQ(MultiFanVertices(after, mesh.GetVertexCount()), 0);
+        EXPECT_LE(MaxFacesOnEdge(after), 2);
+    }
+    EXPECT_GT(opened, 20);  // the walks did cut something
+}
+
+TEST(SplitMesh, ConnectivityOnlyMeshGrowsByCount) {
+    const int n = 4;
+    TriMesh grid = Grid(n, n);
+    std::vector<int> ids;
+    for (const Tri& t : Triangles(grid)) ids.insert(ids.end(), t.begin(), t.end());
+    ORVO::TopologyMesh mesh(grid.GetVertexCount(), ids);
+    std::vector<int> path;
+    for (int i = 0; i <= n; ++i) path.push_back(GridId(n, i, 2));
+    std::vector<int> origins;
+    ASSERT_EQ(SplitMesh::SplitByLines(&mesh, {path}, &origins), 0);
+    EXPECT_EQ(mesh.GetVertexCount(), grid.GetVertexCount() + n + 1);
+    EXPECT_EQ(origins.size(), static_cast<size_t>(mesh.GetVertexCount()));
+    EXPECT_EQ(Components(Triangles(mesh), mesh.GetVertexCount()), 2);
 }
 
 TEST(SplitMesh, PairsThatAreNotEdgesAreIgnored) {

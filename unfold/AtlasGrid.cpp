@@ -3,12 +3,8 @@
 #include "unfold/BitRow.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 namespace ORVO {
-long long gStat[16];
-std::vector<int> gRowY;
 
 namespace {
 
@@ -95,6 +91,10 @@ void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int 
         while (n < mSquareLevels && mLadder[n] <= side) ++n;
         mLevelsUpTo[side] = static_cast<uint8_t>(n);
     }
+    mRowWords64 = (mSize + 63) / 64 + 2;
+    mRowLevels.assign(static_cast<size_t>(mSquareLevels) * mRowWords64, 0);
+    for (int level = 0; level < mSquareLevels; ++level)
+        _SetBitRange(&mRowLevels[static_cast<size_t>(level) * mRowWords64], 0, mSize - mLadder[level]);
     mSquareSummary.assign(static_cast<size_t>(mSize) * mSquareLevels * mSummaryWords, 0);
     for (int y = 0; y < mSize; ++y)
         for (int level = 0; level < mSquareLevels; ++level) {
@@ -193,6 +193,12 @@ void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
         int16_t m = 0;
         for (int b = 0; b < blocks; ++b) m = std::max(m, blockMax[b]);
         mRowSquare[y] = m;
+        for (int level = mLevelsUpTo[std::min<int>(m, mCap)]; level < mSquareLevels; ++level) {
+            uint64_t& word = mRowLevels[static_cast<size_t>(level) * mRowWords64 + (y >> 6)];
+            const uint64_t bit = uint64_t(1) << (y & 63);
+            if (!(word & bit)) break;
+            word &= ~bit;
+        }
     }
 }
 
@@ -236,27 +242,28 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
     const int cw = (lastCell >> 6) + 1;
     uint64_t cand[kMaxGridSize / 512 + 1];
     for (int i = 0; i < cw; ++i) cand[i] = i < cw - 1 ? ~uint64_t(0) : _MaskTo(lastCell & 63);
+    // Words of cand still holding candidates: only those are narrowed further.
+    uint64_t active = cw >= 64 ? ~uint64_t(0) : (uint64_t(1) << cw) - 1;
     auto narrow = [&](const uint64_t* sumA, int offA, const uint64_t* sumB, int offB) {
-        uint64_t any = 0;
-        for (int i = 0; i < cw; ++i) {
+        for (uint64_t m = active; m; m &= m - 1) {
+            const int i = _LowestBit(m);
             uint64_t a = CellsAt(sumA, i, offA);
             if (sumB) a &= CellsAt(sumB, i, offB);
             cand[i] &= a;
-            any |= cand[i];
+            if (!cand[i]) active &= ~(uint64_t(1) << i);
         }
-        return any != 0;
+        return active != 0;
     };
-    static const size_t maxProbes = getenv("PACK_PROBES") ? atoi(getenv("PACK_PROBES")) : 9;
-    static const size_t maxKeys = getenv("PACK_KEYS") ? atoi(getenv("PACK_KEYS")) : 9;
+    // Probe squares first (each tests a whole area), then a few key columns and runs;
+    // more of them cost more than they save.
+    const size_t maxProbes = 3, maxKeys = 2;
     for (size_t pi = 0; pi < shape.probes.size() && pi < maxProbes; ++pi) {
         const PixelRun& p = shape.probes[pi];
         const int level = SquareLevel(p.length);
         if (level >= 0 && !narrow(SquareSummaryRow(level, y + p.y), p.x, nullptr, 0)) return -1;
     }
     const size_t keys = std::min(maxKeys, std::max(shape.keyRuns.size(), shape.keyColumns.size()));
-    ++gStat[0];
     for (size_t k = 0; k < keys; ++k) {
-        ++gStat[1 + 2*k];
         if (k < shape.keyColumns.size()) {
             const PixelRun& col = shape.keyColumns[k];
             const int level = FloorLog2(col.length);
@@ -265,7 +272,6 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
             const uint64_t* rest1 = rest ? SummaryRow(mVertical, level, y + col.y + rest) : nullptr;
             if (!narrow(rest0, col.x, rest1, col.x)) return -1;
         }
-        ++gStat[2 + 2*k];
         if (k < shape.keyRuns.size()) {
             const PixelRun& r = shape.runs[shape.keyRuns[k]];
             const int level = FloorLog2(r.length);
@@ -275,7 +281,6 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
         }
     }
     const int lastWord = xEnd >> 6;
-    ++gStat[12];
     for (int i = 0; i < cw; ++i) {
         uint64_t cells = cand[i];
         while (cells) {
@@ -286,7 +291,6 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
             uint64_t c = 0;
             for (uint64_t b = bytes; b; b &= b - 1) c |= uint64_t(0xFF) << (8 * _LowestBit(b));
             if (j == lastWord) c &= _MaskTo(xEnd & 63);
-            ++gStat[13];
             if (c && FitsInWord(shape, y, j, c)) return 64 * j + _LowestBit(c);
         }
     }
@@ -294,32 +298,48 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
 }
 
 int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
-    int maxY = -1;
-    for (int i = 0; i < count; ++i)
-        if (shapes[i]->width <= mSize) maxY = std::max(maxY, mSize - shapes[i]->height);
-    for (int y = 0; y <= maxY; ++y) {
-        int best = -1;
-        for (int i = 0; i < count; ++i) {
-            const ChartShape& s = *shapes[i];
-            if (y + s.height > mSize || s.width > mSize) continue;
-            bool rowsOk = true;
-            for (size_t p = 0; p < s.probes.size() && rowsOk; ++p)
-                rowsOk = mRowSquare[y + s.probes[p].y] >= std::min(s.probes[p].length, mCap);
-            if (!rowsOk) continue;
-            const int xEnd = std::min(best >= 0 ? bestX - 1 : mSize - s.width, mSize - s.width);
-            if (xEnd < 0) continue;
-            gRowY.push_back(y);
-            const int found = FirstFitInRow(s, y, xEnd);
-            if (found >= 0) {
-                best = i;
-                bestX = found;
-            }
+    // Per shape, the rows where every probe's row holds a free square as large as the
+    // probe; only those rows are searched, lowest first.
+    const int rowWords = (mSize + 63) / 64;
+    std::vector<uint64_t>& rows = mRowScratch;
+    rows.assign(static_cast<size_t>(count + 1) * rowWords, 0);
+    uint64_t* any = &rows[static_cast<size_t>(count) * rowWords];
+    for (int i = 0; i < count; ++i) {
+        const ChartShape& s = *shapes[i];
+        uint64_t* r = &rows[static_cast<size_t>(i) * rowWords];
+        if (s.width > mSize || s.height > mSize) continue;
+        _SetBitRange(r, 0, mSize - s.height);
+        for (const PixelRun& p : s.probes) {
+            const int level = SquareLevel(p.length);
+            if (level < 0) continue;
+            const uint64_t* bits = &mRowLevels[static_cast<size_t>(level) * mRowWords64];
+            for (int j = 0; j < rowWords; ++j) r[j] &= ShiftedWordGuarded(bits, mRowWords64, j, p.y);
         }
-        if (best >= 0) {
-            bestY = y;
-            if (getenv("PACK_ROWS")) { long long deep=0, near=0; for (int r : gRowY) (r < y - 2 * shapes[best]->height ? deep : near)++; fprintf(stderr, "R %lld %lld %d %d %d\n", deep, near, y, shapes[best]->height, mUsedHeight); }
-            gRowY.clear();
-            return best;
+        for (int j = 0; j < rowWords; ++j) any[j] |= r[j];
+    }
+    for (int j = 0; j < rowWords; ++j) {
+        for (uint64_t w = any[j]; w; w &= w - 1) {
+            const int y = 64 * j + _LowestBit(w);
+            int best = -1;
+            for (int i = 0; i < count; ++i) {
+                if (!((rows[static_cast<size_t>(i) * rowWords + j] >> (y & 63)) & 1u)) continue;
+                const ChartShape& s = *shapes[i];
+                const int xEnd = std::min(best >= 0 ? bestX - 1 : mSize - s.width, mSize - s.width);
+                if (xEnd < 0) continue;
+                bool rowsOk = true;
+                for (size_t p = 0; p < s.probes.size() && rowsOk; ++p)
+                    rowsOk = mRowSquare[y + s.probes[p].y] >= std::min(s.probes[p].length, mCap);
+                if (!rowsOk) continue;
+                const int found = FirstFitInRow(s, y, xEnd);
+                if (found >= 0) {
+                    best = i;
+                    bestX = found;
+                }
+            }
+            if (best >= 0) {
+                bestY = y;
+                return best;
+            }
         }
     }
     return -1;

@@ -4,6 +4,7 @@
 
 #include "unfold/ChartShape.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -15,19 +16,22 @@ constexpr int kMaxGridSize = 16384;
 // A square of size x size pixels (at most kMaxGridSize). The grown images of placed
 // charts are marked in it, so a chart fits where its exact pixels meet no marked pixel.
 //
-// Per row and per power of two 2^m the grid keeps two masks: columns x where pixels
-// x .. x+2^m-1 of the row are all free (horizontal), and columns x where rows
-// y .. y+2^m-1 of column x are all free (vertical). A horizontal run of length L
-// (2^m <= L < 2^(m+1)) is free at x exactly when bits x and x+L-2^m of horizontal
-// mask m are set, so one chart run is tested for 64 positions with two shifted word
-// reads, and a chart fits where all its runs do. Vertical masks test a few long
-// columns of a chart the same way; with one summary bit per 8 columns of every mask
-// they reject most rows before any exact test.
+// The exact test: per row and per power of two 2^m the grid keeps a mask of the
+// columns x where pixels x .. x+2^m-1 are all free. A run of length L (2^m <= L <
+// 2^(m+1)) is free at x exactly when bits x and x+L-2^m of mask m are set, so one chart
+// run is tested for 64 positions with two shifted word reads, and a chart fits where
+// all its runs do.
+//
+// The search for the lowest position must reject most rows and columns far more
+// cheaply. A map of free squares (per pixel, the side of the largest free square with
+// that lower-left corner) with per-row maxima rejects whole rows where a chart's probe
+// squares cannot land; summaries with one bit per 8 columns of the square map, of the
+// run masks and of vertical run masks (rows y .. y+2^m-1 of a column free) then narrow
+// a row to the groups of 8 positions worth the exact test.
 class AtlasGrid {
 public:
     // `longestRun` and `longestColumn`: the longest horizontal and vertical chart runs
-    // that will be tested.
-    // `largestSquare`: the largest square side of the charts to come.
+    // that will be tested; `largestSquare`: the largest probe side of the charts to come.
     void Reset(int size, int gap, int longestRun, int longestColumn, int largestSquare);
     // No chart to come holds a square larger than `side`: free squares need only be told
     // apart up to that side, which keeps the square map updates local.
@@ -45,9 +49,8 @@ public:
     // One past the highest row holding an exact chart pixel.
     int UsedHeight() const { return mUsedHeight; }
 
-
 private:
-    // Horizontal and vertical masks and their summaries of one row.
+    // The run masks of one direction and their summaries.
     struct Masks {
         int levels = 0;
         std::vector<uint64_t> bits;     // [row][level][word]
@@ -108,6 +111,10 @@ private:
     std::vector<uint8_t> mLevelsUpTo;  // side -> number of ladder sides <= side
     int mSquareLevels = 0;
     std::vector<uint64_t> mSquareSummary;  // [row][level][summary word]
+    // Per ladder level, one bit per row: set when the row holds a free square that large.
+    int mRowWords64 = 0;
+    std::vector<uint64_t> mRowLevels;  // [level][word]
+    mutable std::vector<uint64_t> mRowScratch;
 };
 
 }  // namespace ORVO

@@ -41,10 +41,8 @@ inline void CoverRange(double vmin, double vmax, int size, int& first, int& last
 // One half-plane a*(x-px) + b*(y-py) >= 0 tested against pixel squares: the square
 // (i, j) meets it when a*i + Offset(j) >= 0.
 struct HalfPlane {
-    double a, b, px, py, slack;
-    double Offset(int j) const {
-        return a * (0.5 - px) + b * (j + 0.5 - py) + 0.5 * (std::fabs(a) + std::fabs(b)) + slack;
-    }
+    double a, b, px, py, reach;  // reach: half the square's extent along (a, b) plus the slack
+    double Offset(int j) const { return a * (0.5 - px) + b * (j + 0.5 - py) + reach; }
     // Narrows [lo, hi] to the columns i with a*i + off >= 0; returns false when none are left.
     bool Clip(double off, int& lo, int& hi) const {
         if (a > 0) RaiseLow(lo, hi, -off / a);
@@ -60,7 +58,7 @@ HalfPlane MakeHalfPlane(const double* p, const double* q) {
     h.b = q[0] - p[0];
     h.px = p[0];
     h.py = p[1];
-    h.slack = kCoverSlack * (std::fabs(h.a) + std::fabs(h.b));
+    h.reach = (0.5 + kCoverSlack) * (std::fabs(h.a) + std::fabs(h.b));
     return h;
 }
 
@@ -138,6 +136,22 @@ void _RasteriseTriangle(BitImage& image, const double* a, const double* b, const
     if (i0 > i1) return;
     // Separating axes: the two pixel axes (the box above) and the three edge normals.
     HalfPlane e0 = MakeHalfPlane(a, b), e1 = MakeHalfPlane(b, c), e2 = MakeHalfPlane(c, a);
+    if (i1 - i0 <= 3 && j1 - j0 <= 3) {
+        // Most triangles of a dense chart touch at most 4 x 4 pixels: test them one by
+        // one, four columns of a row at a time.
+        for (int j = j0; j <= j1; ++j) {
+            const double o0 = e0.a * i0 + e0.Offset(j), o1 = e1.a * i0 + e1.Offset(j), o2 = e2.a * i0 + e2.Offset(j);
+            uint64_t mask = 0;
+            for (int t = 0; t <= i1 - i0; ++t)
+                if (o0 + e0.a * t >= 0 && o1 + e1.a * t >= 0 && o2 + e2.a * t >= 0) mask |= uint64_t(1) << t;
+            if (!mask) continue;
+            uint64_t* row = image.Row(j);
+            const int s = i0 & 63;
+            row[i0 >> 6] |= mask << s;
+            if (s > 60 && (mask >> (64 - s))) row[(i0 >> 6) + 1] |= mask >> (64 - s);
+        }
+        return;
+    }
     for (int j = j0; j <= j1; ++j) {
         int lo = i0, hi = i1;
         if (!e0.Clip(e0.Offset(j), lo, hi)) continue;

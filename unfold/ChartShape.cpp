@@ -37,12 +37,16 @@ void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const Ch
     shape.height = image.height;
     _CollectRuns(image, shape.runs);
     shape.pixelCount = 0;
-    shape.rowNeed.assign(image.height, 0);
-    for (const PixelRun& r : shape.runs) {
-        shape.pixelCount += r.length;
-        shape.rowNeed[r.y] = std::max(shape.rowNeed[r.y], r.length);
-    }
+    for (const PixelRun& r : shape.runs) shape.pixelCount += r.length;
     _DilateRuns(shape.runs, image.width, image.height, gap, shape.grown);
+    // The grid keeps run masks up to kLongestTestedRun: longer runs are tested in pieces.
+    for (size_t i = 0; i < shape.runs.size(); ++i) {
+        PixelRun& r = shape.runs[i];
+        if (r.length <= kLongestTestedRun) continue;
+        const PixelRun rest{r.y, r.x + kLongestTestedRun, r.length - kLongestTestedRun};
+        r.length = kLongestTestedRun;
+        shape.runs.push_back(rest);
+    }
     shape.grownCount = shape.grown.Count();
     // Long runs are the likeliest to hit something: test them first.
     std::stable_sort(shape.runs.begin(), shape.runs.end(),
@@ -85,7 +89,8 @@ void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const Ch
                 }
                 int end = y;
                 while (end < image.height && image.Get(c, end)) ++end;
-                if (end - y > best.length) best = {y, c, end - y};
+                // A part of a column is as good a filter; the grid's masks stop at kLongestTestedRun.
+                if (end - y > best.length) best = {y, c, std::min(end - y, kLongestTestedRun)};
                 y = end;
             }
             bool seen = false;
@@ -112,11 +117,6 @@ void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const Ch
         SquareProbes(image, shape.probes);
     }
     shape.square = shape.probes.empty() ? 0 : shape.probes[0].length;
-    shape.needOrder.clear();
-    for (int y = 0; y < image.height; ++y)
-        if (shape.rowNeed[y] > 0) shape.needOrder.push_back(y);
-    std::stable_sort(shape.needOrder.begin(), shape.needOrder.end(),
-                     [&](int a, int b) { return shape.rowNeed[a] > shape.rowNeed[b]; });
 }
 
 }  // namespace ORVO

@@ -1,6 +1,6 @@
 #pragma once
-// A chart image prepared for placement: its runs in test order, the longest run
-// per row and the image grown by the inter-chart gap.
+// A chart image prepared for placement: its runs, probe squares, key runs and
+// columns for the quick rejection of positions, and the image grown by the gap.
 
 #include "unfold/ChartRaster.h"
 
@@ -8,14 +8,15 @@
 
 namespace ORVO {
 
+// Runs longer than this are tested piecewise (keeps the grid's mask ladder short).
+constexpr int kLongestTestedRun = 511;
+
 // One orientation of one chart at the working scale, ready for placement.
 struct ChartShape {
     int width = 0;                    // size of the exact (undilated) image in pixels
     int height = 0;
     long long pixelCount = 0;         // set pixels of the exact image
     std::vector<PixelRun> runs;       // exact image as runs, the order in which they are tested
-    std::vector<int> rowNeed;         // per row: longest run of that row (0 for an empty row)
-    std::vector<int> needOrder;       // rows sorted by decreasing rowNeed, empty rows left out
     BitImage grown;                   // exact image grown by the gap; pixel (0,0) sits at (-gap,-gap)
     long long grownCount = 0;         // set pixels of the grown image
     std::vector<int> keyRuns;         // a few runs spread over the rows (indices into runs)
@@ -28,7 +29,7 @@ struct ChartShape {
     int square = 0;                   // side of the largest square (probes[0]), 0 if none
 };
 
-// Builds a shape from an exact chart image: runs, row needs, probes and the grown image.
+// Builds a shape from an exact chart image.
 // With `turnedFrom`, the probes are those of that shape turned by `turns` quarter turns
 // (the image is that shape's image turned) instead of being searched again.
 void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const ChartShape* turnedFrom = nullptr,

@@ -130,6 +130,8 @@ public:
         for (int f = 0; f < mFaceCount; ++f) {
             if (!RepeatsVertex(f) && IsFlat(f)) work.push_back(f);
         }
+        // Edge neighbours are needed only around flat faces; most meshes have none.
+        if (!work.empty()) mEdges.Build(mCorners, mVertexCount);
         bool stalled = false;
         for (int pass = 0; pass < kMaxPasses && !work.empty(); ++pass) {
             // Fallback normals only once waiting for neighbours stopped helping.
@@ -256,20 +258,14 @@ private:
     // own or one square to its longest edge.
     bool DesiredNormal(int f, bool allowFallback, Vector3& normal) const {
         Vector3 sum;
-        for (int k = 0; k < 3; ++k) {
-            const int a = mCorners[3 * static_cast<size_t>(f) + k];
-            const int b = mCorners[3 * static_cast<size_t>(f) + (k + 1) % 3];
-            for (int i = mFaceStart[a]; i < mFaceStart[a + 1]; ++i) {
-                const int g = mFaces[i];
-                if (g == f || RepeatsVertex(g)) continue;
-                int sign = 0;
-                for (int c = 0; c < 3; ++c) {
-                    const int ga = mCorners[3 * static_cast<size_t>(g) + c];
-                    const int gb = mCorners[3 * static_cast<size_t>(g) + (c + 1) % 3];
-                    if (ga == b && gb == a) sign = 1;   // opposite direction: consistent
-                    if (ga == a && gb == b) sign = -1;  // same direction: g is flipped against f
-                }
-                if (sign == 0 || IsFlat(g)) continue;
+        for (int h = 3 * f; h < 3 * f + 3; ++h) {
+            const int e = mEdges.EdgeOf(h);
+            for (const int* other = mEdges.HalfEdgesBegin(e); other < mEdges.HalfEdgesEnd(e); ++other) {
+                const int g = *other / 3;
+                if (g == f || RepeatsVertex(g) || IsFlat(g)) continue;
+                // A neighbour running the edge the other way is consistently
+                // oriented with f; one running it the same way is turned over.
+                const double sign = (mCorners[*other] == mCorners[h]) ? -1.0 : 1.0;
                 Vector3 n = AreaVector(g);
                 n.Normalise();
                 sum += n * sign;
@@ -403,6 +399,7 @@ private:
     std::vector<Vector3>& mCoords;
     const int mVertexCount;
     const int mFaceCount;
+    UndirectedEdgeTable mEdges;
     // Faces around each vertex (a face repeating a vertex is listed twice).
     std::vector<int> mFaceStart;
     std::vector<int> mFaces;

@@ -79,8 +79,19 @@ int ConstructSubMesh(const ITriMesh* input, const std::vector<int>& componentVer
         copy.InsertTriangle(subVertex[ids[0]], subVertex[ids[1]], subVertex[ids[2]]);
     }
 
+    // Cutting needs a manifold mesh; faces keep their order, vertices split
+    // (a face naming a vertex twice gets a vertex per corner, which the
+    // consolidation below then opens).
+    subMesh = std::make_unique<TriMesh>();
+    std::vector<int> origins;
+    int status = ConsolidateMesh::MakeManifold(&copy, subMesh.get(), &origins);
+    if (status != STATUS_SUCCESS) {
+        _LogFailure("ConstructSubMesh: MakeManifold failed ", status);
+        return status;
+    }
+
     Vector3 lo, hi;
-    int status = CalculateTriMeshBoundingBox(&copy, &lo, &hi);
+    status = CalculateTriMeshBoundingBox(subMesh.get(), &lo, &hi);
     if (status != STATUS_SUCCESS) {
         _LogFailure("ConstructSubMesh: CalculateTriMeshBoundingBox failed ", status);
         return status;
@@ -88,21 +99,12 @@ int ConstructSubMesh(const ITriMesh* input, const std::vector<int>& componentVer
     double epsilon = 1e-10 * (hi - lo).Length();
     if (epsilon < 1e-15) epsilon = 1e-15;
     std::vector<Vector3> coords;
-    status = ConsolidateMesh::ConsolidateDegenerateTriangles(&copy, nullptr, epsilon, coords);
+    status = ConsolidateMesh::ConsolidateDegenerateTriangles(subMesh.get(), nullptr, epsilon, coords);
     if (status != STATUS_SUCCESS) {
         _LogFailure("ConstructSubMesh: ConsolidateDegenerateTriangles failed ", status);
         return status;
     }
-    for (int v = 0; v < copy.GetVertexCount(); ++v) copy.SetVertexCoord(v, coords[v]);
-
-    // Cutting needs a manifold mesh; faces keep their order, vertices split.
-    subMesh = std::make_unique<TriMesh>();
-    std::vector<int> origins;
-    status = ConsolidateMesh::MakeManifold(&copy, subMesh.get(), &origins);
-    if (status != STATUS_SUCCESS) {
-        _LogFailure("ConstructSubMesh: MakeManifold failed ", status);
-        return status;
-    }
+    for (int v = 0; v < subMesh->GetVertexCount(); ++v) subMesh->SetVertexCoord(v, coords[v]);
     // Input vertices map to the first copy of themselves.
     std::vector<int> firstCopy(copy.GetVertexCount(), -1);
     for (int v = static_cast<int>(origins.size()) - 1; v >= 0; --v) firstCopy[origins[v]] = v;

@@ -19,8 +19,6 @@ namespace {
 constexpr uint64_t kBucketCount = 100000;
 // Both the containment and the degeneracy tolerances of the pair tests.
 constexpr double kTol = 1e-15;
-// How many triangles ahead the grid blocks are requested from memory.
-constexpr int kPrefetchAhead = 6;
 
 uint32_t _Bucket(uint32_t i, uint32_t j) {
     return static_cast<uint32_t>(((static_cast<uint64_t>(i) * 73856093ull) ^
@@ -35,6 +33,7 @@ double _Area(const Vector2& a, const Vector2& b, const Vector2& c) {
 // One triangle as the pair tests read it: ids after welding, corners and box.
 struct TriView {
     int id[3];
+    bool finite;  // all corners finite
     Vector2 p[3];
     double minX, minY, maxX, maxY;
 };
@@ -309,18 +308,6 @@ public:
         *first = *last = block;
     }
 
-    // Asks the processor to start loading the blocks of a range that will be
-    // looked up soon: the lookups themselves are bound by memory latency.
-    void Prefetch(const CellRange& range) const {
-#if defined(__GNUC__)
-        const uint32_t i1 = std::min(range.i1, range.i0 + 1), j1 = std::min(range.j1, range.j0 + 1);
-        for (uint32_t i = range.i0; i <= i1; ++i)
-            for (uint32_t j = range.j0; j <= j1; ++j) __builtin_prefetch(mData.data() + mBlockStart[_Bucket(i, j)]);
-#else
-        (void)range;
-#endif
-    }
-
     // The sorted ids above `above` entered in any cell of `range`, without repeats.
     void GatherAbove(const CellRange& range, int above, std::vector<int>* ids) const {
         ids->clear();
@@ -345,6 +332,7 @@ public:
         const int faceCount = static_cast<int>(ranges.size());
         for (int f = 0; f < faceCount; ++f) {
             const CellRange& r = ranges[f];
+            if (r.i0 > r.i1) continue;  // not entered
             for (uint32_t i = r.i0;; ++i) {
                 for (uint32_t j = r.j0;; ++j) {
                     visit(f, i, j);
@@ -387,25 +375,6 @@ bool IsTriMesh2DOverlapped(const std::vector<Vector2>& uvPoints, const std::vect
     if (weldCoincidentPoints) _WeldIds(uvPoints, ids);
     progress.SetProgress(0.1);
 
-    // Cell size: the mean edge length; origin: the lowest corner of all points.
-    double edgeSum = 0.0;
-    for (int f = 0; f < faceCount; ++f) {
-        const Vector2& a = uvPoints[ids[3 * f]];
-        const Vector2& b = uvPoints[ids[3 * f + 1]];
-        const Vector2& c = uvPoints[ids[3 * f + 2]];
-        edgeSum += a.Distance(b) + b.Distance(c) + c.Distance(a);
-    }
-    double cellSize = edgeSum / (3.0 * faceCount);
-    double originX = uvPoints[0].x, originY = uvPoints[0].y;
-    for (const Vector2& p : uvPoints) {
-        originX = std::min(originX, p.x);
-        originY = std::min(originY, p.y);
-    }
-    // Only the speed depends on the cell size: any size finds every pair of
-    // touching boxes. A layout of points alone still needs a usable size.
-    if (!(cellSize > 0.0) || !std::isfinite(cellSize)) cellSize = 1.0;
-    progress.SetProgress(0.2);
-
     std::vector<TriView> views(faceCount);
     for (int f = 0; f < faceCount; ++f) {
         TriView& t = views[f];
@@ -417,19 +386,39 @@ bool IsTriMesh2DOverlapped(const std::vector<Vector2>& uvPoints, const std::vect
         t.minY = std::min(t.p[0].y, std::min(t.p[1].y, t.p[2].y));
         t.maxX = std::max(t.p[0].x, std::max(t.p[1].x, t.p[2].x));
         t.maxY = std::max(t.p[0].y, std::max(t.p[1].y, t.p[2].y));
+        t.finite = true;
+        for (int k = 0; k < 3; ++k) t.finite = t.finite && std::isfinite(t.p[k].x) && std::isfinite(t.p[k].y);
     }
-    ids.clear();
-    ids.shrink_to_fit();
+    std::vector<int>().swap(ids);
+
+    // Cell size: the mean edge length; origin: the lowest corner. Triangles
+    // with a non-finite corner are no layout at all and stay out of the grid.
+    double edgeSum = 0.0;
+    double originX = REAL_LARGE, originY = REAL_LARGE;
+    int finiteCount = 0;
+    for (const TriView& t : views) {
+        if (!t.finite) continue;
+        edgeSum += t.p[0].Distance(t.p[1]) + t.p[1].Distance(t.p[2]) + t.p[2].Distance(t.p[0]);
+        originX = std::min(originX, t.minX);
+        originY = std::min(originY, t.minY);
+        ++finiteCount;
+    }
+    double cellSize = edgeSum / (3.0 * std::max(finiteCount, 1));
+    // Only the speed depends on the cell size: any size finds every pair of
+    // touching boxes. A layout of points alone still needs a usable size.
+    if (!(cellSize > 0.0) || !std::isfinite(cellSize)) cellSize = 1.0;
+    progress.SetProgress(0.2);
 
     // A few huge triangles among tiny ones would enter millions of cells; a
     // coarser grid gives the same pairs, so the cell grows until the entries fit.
-    std::vector<CellRange> ranges(faceCount);
+    std::vector<CellRange> ranges(faceCount, CellRange{1, 1, 0, 0});
     const uint64_t entryBudget = 32ull * static_cast<uint64_t>(faceCount) + 65536ull;
     uint64_t entryCount = 0;
     while (true) {
         const CellMapper mapper(originX, originY, cellSize);
         entryCount = 0;
         for (int f = 0; f < faceCount; ++f) {
+            if (!views[f].finite) continue;
             ranges[f] = mapper.Range(views[f]);
             entryCount += (static_cast<uint64_t>(ranges[f].i1 - ranges[f].i0) + 1) *
                           (static_cast<uint64_t>(ranges[f].j1 - ranges[f].j0) + 1);
@@ -452,7 +441,14 @@ bool IsTriMesh2DOverlapped(const std::vector<Vector2>& uvPoints, const std::vect
         progress.SetProgress(0.3 + 0.7 * f / faceCount);
         const TriView& tf = views[f];
         const CellRange& r = ranges[f];
-        if (f + kPrefetchAhead < faceCount) grid.Prefetch(ranges[f + kPrefetchAhead]);
+        if (!tf.finite) {
+            // Reported rather than passed: such a chart has no usable layout.
+            if (!marked[f]) {
+                marked[f] = 1;
+                found.push_back(f);
+            }
+            continue;
+        }
         // Neighbours in id order often cover the same cells (two halves of one
         // quad): the previous set, less the ids up to f, is then this one.
         if (f > 0 && r.i0 == ranges[f - 1].i0 && r.j0 == ranges[f - 1].j0 && r.i1 == ranges[f - 1].i1 &&
@@ -482,6 +478,7 @@ bool IsTriMesh2DOverlapped(const std::vector<Vector2>& uvPoints, const std::vect
 
     double totalArea = 0.0, overlapArea = 0.0;
     for (int f = 0; f < faceCount; ++f) {
+        if (!views[f].finite) continue;
         const double area = _Area(views[f].p[0], views[f].p[1], views[f].p[2]);
         totalArea += area;
         if (marked[f]) overlapArea += area;

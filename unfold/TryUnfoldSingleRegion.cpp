@@ -21,6 +21,8 @@ constexpr int kIsometricIterations = 7;
 constexpr int kDepthLimit = 33;
 // Largest texture-to-surface stretch of a face that strict mode accepts.
 constexpr double kMaxFaceStretch = 2.5;
+// Smallest share of a chart's layout area that one face is given.
+constexpr double kFlatFaceShare = 1e-9;
 
 inline double Cross(const std::vector<double>& uv, int a, int b, int c) {
     double ux = uv[2 * b] - uv[2 * a], uy = uv[2 * b + 1] - uv[2 * a + 1];
@@ -45,15 +47,85 @@ void MatchSurfaceArea(const TriMesh& chart, std::vector<double>& uv) {
     for (double& c : uv) c *= scale;
 }
 
+// Gives every face of the layout a small positive area. A face that is flat
+// on the surface (or squeezed flat by the flattening) would otherwise reach
+// the texture with no area at all; the corner opposite its longest edge is
+// lifted off that edge, unless the move would shrink another face below the
+// same floor.
+void InflateFlatFaces(const TriMesh& chart, std::vector<double>& uv) {
+    const int faces = chart.GetTriangleCount();
+    double total = 0.0;
+    for (int f = 0; f < faces; ++f) {
+        const int* t = chart.GetTriangle(f);
+        total += std::fabs(Cross(uv, t[0], t[1], t[2]));
+    }
+    const double floorArea = kFlatFaceShare * total;
+    if (!(floorArea > 0.0)) return;
+    MeshAdjacency adj;
+    bool built = false;
+    std::vector<double> before;
+    for (int f = 0; f < faces; ++f) {
+        const int* t = chart.GetTriangle(f);
+        if (Cross(uv, t[0], t[1], t[2]) >= floorArea) continue;
+        if (t[0] == t[1] || t[1] == t[2] || t[0] == t[2]) continue;
+        if (!built) {
+            adj.Build(&chart);
+            built = true;
+        }
+        int k = 0;
+        double longest = -1.0;
+        for (int e = 0; e < 3; ++e) {
+            int a = t[e], b = t[(e + 1) % 3];
+            double len = std::hypot(uv[2 * b] - uv[2 * a], uv[2 * b + 1] - uv[2 * a + 1]);
+            if (len > longest) {
+                longest = len;
+                k = e;
+            }
+        }
+        if (!(longest > 0.0)) continue;
+        int a = t[k], b = t[(k + 1) % 3], v = t[(k + 2) % 3];
+        // Unit normal of edge a->b pointing to its left, where v must lie.
+        double nx = -(uv[2 * b + 1] - uv[2 * a + 1]) / longest, ny = (uv[2 * b] - uv[2 * a]) / longest;
+        double height = (uv[2 * v] - uv[2 * a]) * nx + (uv[2 * v + 1] - uv[2 * a + 1]) * ny;
+        double wanted = 2.0 * floorArea / longest;
+        double oldU = uv[2 * v], oldV = uv[2 * v + 1];
+        before.clear();
+        for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v); ++i) {
+            const int* s = chart.GetTriangle(adj.vertexFaces[i]);
+            before.push_back(Cross(uv, s[0], s[1], s[2]));
+        }
+        uv[2 * v] += (wanted - height) * nx;
+        uv[2 * v + 1] += (wanted - height) * ny;
+        // A neighbour may not end below the floor unless it already was, and
+        // then it may not shrink.
+        bool spoiled = false;
+        for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v) && !spoiled; ++i) {
+            int g = adj.vertexFaces[i];
+            if (g == f) continue;
+            const int* s = chart.GetTriangle(g);
+            double now = Cross(uv, s[0], s[1], s[2]);
+            spoiled = now < std::min(floorArea, before[i - adj.FacesBegin(v)]);
+        }
+        if (spoiled) {
+            uv[2 * v] = oldU;
+            uv[2 * v + 1] = oldV;
+        }
+    }
+}
+
 // Conformal map pinned on the first boundary loop, then the isometric
 // optimisation. Returns false when the conformal map failed (no layout).
 // Sets `accept` when the isometric step failed and checks are not wanted.
 bool FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
                   std::vector<double>& uv, bool& accept) {
     int status;
-    if (holesFound && !holes.empty() && holes[0].size() >= 4) {
+    // Where two holes touch at a vertex a loop passes it twice: the second pin
+    // is moved along the loop until it differs from the first.
+    size_t second = holesFound && !holes.empty() ? holes[0].size() / 2 : 0;
+    while (holesFound && !holes.empty() && second < holes[0].size() && holes[0][second] == holes[0][0]) ++second;
+    if (holesFound && !holes.empty() && holes[0].size() >= 4 && second < holes[0].size()) {
         const std::vector<int>& loop = holes[0];
-        std::vector<int> pins{loop[0], loop[loop.size() / 2]};
+        std::vector<int> pins{loop[0], loop[second]};
         std::vector<double> pinCoords{-1.0, -1.0, 1.0, 1.0};
         status = UnfoldMesh::ConformalMap(&chart, &pins, &pinCoords, &uv);
     } else {
@@ -68,6 +140,7 @@ bool FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& hol
     if (UnfoldMesh::OptimizeIsometric(&chart, &uv, kIsometricIterations, nullptr) != STATUS_SUCCESS && !strict)
         accept = true;
     MatchSurfaceArea(chart, uv);
+    InflateFlatFaces(chart, uv);
     return true;
 }
 

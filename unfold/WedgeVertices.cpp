@@ -28,6 +28,11 @@ void _AssignWedgeVertices(CornerDisjointSets& sets, int vertexCount, std::vector
 
 void _AppendVertexCopies(ITriMesh* mesh, const std::vector<int>& sources) {
     if (sources.empty()) return;
+    // A connectivity-only mesh has no coordinates to copy; it grows by count.
+    if (TopologyMesh* topo = dynamic_cast<TopologyMesh*>(mesh)) {
+        topo->SetVertexCount(topo->GetVertexCount() + static_cast<int>(sources.size()));
+        return;
+    }
     TriMesh* tri = dynamic_cast<TriMesh*>(mesh);
     if (tri) tri->ReserveVertices(mesh->GetVertexCount() + static_cast<int>(sources.size()));
     const bool normals = mesh->HasVertexNormal();

@@ -21,7 +21,7 @@ void _AssignWedgeVertices(CornerDisjointSets& sets, int vertexCount, std::vector
 
 // Appends to mesh a copy of each vertex in sources, in order: coordinate,
 // normal where the mesh has normals, and colour and texture coordinate where
-// it is a TriMesh with those attributes.
+// it is a TriMesh with those attributes. A TopologyMesh just grows its count.
 void _AppendVertexCopies(ITriMesh* mesh, const std::vector<int>& sources);
 
 // Sets the vertex ids of every triangle whose entry in corners differs from

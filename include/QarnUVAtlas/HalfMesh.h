@@ -217,7 +217,8 @@ public:
     // A face over the corners in order: each side's half-edge gets the face and
     // a pair (the pair keeps a null face until a neighbour claims it), next and
     // pre close the cycle, the face's edge is the side last -> first. Returns
-    // the face, or null (nothing changed) for fewer than 3 corners.
+    // the face, or null (nothing changed) for fewer than 3 corners, and with
+    // InsertEdge's log line for a null corner or one without an edge map.
     Face3D* InsertFace(const std::vector<Vertex3D*>& corners);
     // The same over count corners read from an array (no list to build).
     Face3D* InsertFace(Vertex3D* const* corners, int count);
@@ -250,7 +251,8 @@ public:
     // empty mesh, a mesh flat to a point or size <= 0.
     void UnifyCoords(double size);
     // Releases every outgoing-edge map (memory once building is finished).
-    // InsertEdge then refuses to work until RebuildEdgeMap.
+    // InsertEdge then refuses to work until RebuildEdgeMap; the contractions
+    // rebuild the maps themselves.
     void ClearEdgeMap();
     // Recreates the outgoing-edge maps from the half-edges.
     void RebuildEdgeMap();

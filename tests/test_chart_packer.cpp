@@ -1,0 +1,468 @@
+// Chart packing: generated chart sets are packed and checked independently of the
+// packer's own arithmetic (exact triangle distances, rigid motion, unit square).
+
+#include "tests/ChartPackCheck.h"
+#include "unfold/AtlasGrid.h"
+#include "unfold/ChartPacker.h"
+#include "unfold/ChartRaster.h"
+#include "unfold/ChartShape.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Tris = std::vector<std::vector<int>>;
+using UVs = std::vector<std::vector<double>>;
+
+struct ChartSet {
+    Tris tris;
+    UVs uvs;
+    void Add(std::vector<int> t, std::vector<double> uv) {
+        tris.push_back(std::move(t));
+        uvs.push_back(std::move(uv));
+    }
+    double Area() const {
+        double a = 0;
+        for (size_t k = 0; k < tris.size(); ++k)
+            for (size_t t = 0; t + 2 < tris[k].size(); t += 3) {
+                const double* p = &uvs[k][2 * tris[k][t]];
+                const double* q = &uvs[k][2 * tris[k][t + 1]];
+                const double* r = &uvs[k][2 * tris[k][t + 2]];
+                a += 0.5 * std::fabs(packcheck::Cross(p, q, r));
+            }
+        return a;
+    }
+};
+
+// Fan of a polygon around its first vertex (valid for convex polygons) or around an
+// added centre point (valid for star-shaped ones).
+void AddPolygon(ChartSet& set, const std::vector<double>& ring, bool centre, double ox, double oy) {
+    std::vector<double> uv;
+    std::vector<int> tris;
+    const int n = static_cast<int>(ring.size() / 2);
+    if (centre) {
+        uv = {ox, oy};
+        for (int i = 0; i < n; ++i) {
+            uv.push_back(ring[2 * i] + ox);
+            uv.push_back(ring[2 * i + 1] + oy);
+            tris.insert(tris.end(), {0, 1 + i, 1 + (i + 1) % n});
+        }
+    } else {
+        for (int i = 0; i < n; ++i) {
+            uv.push_back(ring[2 * i] + ox);
+            uv.push_back(ring[2 * i + 1] + oy);
+        }
+        for (int i = 1; i + 1 < n; ++i) tris.insert(tris.end(), {0, i, i + 1});
+    }
+    set.Add(std::move(tris), std::move(uv));
+}
+
+// Random convex polygon: sorted angles on an ellipse, counter-clockwise.
+void AddConvex(ChartSet& set, std::mt19937& rng, double size) {
+    std::uniform_real_distribution<double> uni(0, 1);
+    std::vector<double> angles;
+    const int n = 3 + static_cast<int>(uni(rng) * 9);
+    for (int i = 0; i < n; ++i) angles.push_back(uni(rng) * 2 * M_PI);
+    std::sort(angles.begin(), angles.end());
+    const double aspect = 0.3 + uni(rng);
+    std::vector<double> ring;
+    for (double a : angles) {
+        ring.push_back(size * std::cos(a));
+        ring.push_back(size * aspect * std::sin(a));
+    }
+    AddPolygon(set, ring, false, 100 * uni(rng), 100 * uni(rng));
+}
+
+// Star-shaped, strongly non-convex polygon fanned from its centre.
+void AddStar(ChartSet& set, std::mt19937& rng, double size) {
+    std::uniform_real_distribution<double> uni(0, 1);
+    const int n = 10 + static_cast<int>(uni(rng) * 20);
+    std::vector<double> ring;
+    for (int i = 0; i < n; ++i) {
+        const double a = 2 * M_PI * i / n;
+        const double r = size * (i % 2 ? 0.35 + 0.2 * uni(rng) : 0.8 + 0.2 * uni(rng));
+        ring.push_back(r * std::cos(a));
+        ring.push_back(r * std::sin(a));
+    }
+    AddPolygon(set, ring, true, -50 + 10 * uni(rng), 20 * uni(rng));
+}
+
+// L-shape as a grid of cells with the upper right block left out.
+void AddL(ChartSet& set, double size, double ox) {
+    std::vector<double> uv;
+    std::vector<int> tris;
+    for (int y = 0; y <= 3; ++y)
+        for (int x = 0; x <= 3; ++x) {
+            uv.push_back(ox + size * x);
+            uv.push_back(size * y);
+        }
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 3; ++x) {
+            if (x >= 1 && y >= 1) continue;
+            const int a = y * 4 + x;
+            tris.insert(tris.end(), {a, a + 1, a + 5, a, a + 5, a + 4});
+        }
+    set.Add(std::move(tris), std::move(uv));
+}
+
+// Ring cut open: a strip of quads along 300 degrees of an annulus.
+void AddOpenRing(ChartSet& set, double radius, int segments) {
+    std::vector<double> uv;
+    std::vector<int> tris;
+    for (int j = 0; j <= segments; ++j) {
+        const double a = 5.2 * j / segments;
+        for (double r : {0.7 * radius, radius}) {
+            uv.push_back(r * std::cos(a) + 7);
+            uv.push_back(r * std::sin(a) - 3);
+        }
+        if (j < segments) tris.insert(tris.end(), {2 * j, 2 * j + 1, 2 * j + 3, 2 * j, 2 * j + 3, 2 * j + 2});
+    }
+    set.Add(std::move(tris), std::move(uv));
+}
+
+// Charts that stress the rasterisation: zero-area triangles, needles, duplicated
+// triangles, a lone triangle, a chart of coincident points, a chart without triangles.
+void AddDegenerate(ChartSet& set) {
+    set.Add({0, 1, 2}, {0, 0, 1, 0, 2, 0});                                    // collinear
+    set.Add({0, 1, 2}, {3, 3, 3, 3, 3, 3});                                    // one point
+    set.Add({0, 1, 2, 0, 1, 2, 0, 2, 1}, {0, 0, 1, 0, 0, 1});                  // duplicated
+    set.Add({0, 1, 2}, {0, 0, 3, 0, 1.5, 1e-9});                               // needle
+    set.Add({0, 1, 2}, {5, 5, 5.5, 5, 5, 5.25});                               // lone triangle
+    set.Add({0, 1, 2, 0, 2, 3}, {0, 0, 1, 0, 1, 1e-14, 0, 1e-14});             // sliver pair
+    set.Add({}, {4, 4, 4.5, 4.25});                                            // points only
+}
+
+ChartSet MixedSet(unsigned seed, int count) {
+    ChartSet set;
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> uni(0, 1);
+    for (int i = 0; i < count; ++i) {
+        switch (i % 4) {
+            case 0: AddConvex(set, rng, 0.5 + 2 * uni(rng)); break;
+            case 1: AddStar(set, rng, 0.5 + 2 * uni(rng)); break;
+            case 2: AddL(set, 0.2 + 0.5 * uni(rng), 10 * uni(rng)); break;
+            default: AddOpenRing(set, 0.5 + uni(rng), 12 + i % 20); break;
+        }
+    }
+    return set;
+}
+
+// Packs `set` and checks every property; returns the stats.
+ORVO::ChartPackStats PackAndCheck(const ChartSet& set, const ORVO::ChartPackOptions& options) {
+    UVs packed = set.uvs;
+    ORVO::ChartPackStats stats;
+    EXPECT_EQ(ORVO::_PackCharts(set.tris, packed, options, &stats), 0);
+    if (::testing::Test::HasFailure()) return stats;
+    // Without a gap, charts must still not meet: every nearby pair is measured apart.
+    const double required = options.gapTexels > 0 ? (options.gapTexels - 1e-6) / options.resolution : 0.0;
+    const packcheck::Report rep = packcheck::CheckPacking(set.tris, packed, required);
+    EXPECT_TRUE(rep.inside) << rep.firstProblem;
+    EXPECT_EQ(rep.closePairs, 0) << rep.firstProblem;
+    if (options.gapTexels == 0) {
+        EXPECT_GT(rep.pairsTested, 0);
+        EXPECT_GT(rep.minDistance, 0.0);
+    }
+    std::string problem;
+    double scale = 0;
+    EXPECT_TRUE(packcheck::CheckRigid(set.tris, set.uvs, packed, &scale, &problem)) << problem;
+    EXPECT_NEAR(scale, stats.scale, 1e-7 * stats.scale);
+    // The reported utilisation is the packed triangle area, measured here from the input.
+    EXPECT_NEAR(stats.utilization, stats.scale * stats.scale * set.Area(), 1e-9);
+    EXPECT_GT(stats.utilization, 0.0);
+    EXPECT_LE(stats.utilization, 1.0);
+    return stats;
+}
+
+TEST(ChartPacker, MixedShapesKeepGapAndStayRigid) {
+    ChartSet set = MixedSet(11, 120);
+    ORVO::ChartPackOptions options;
+    const ORVO::ChartPackStats stats = PackAndCheck(set, options);
+    EXPECT_EQ(stats.workResolution, 2048);
+    // A sound packer fills well over half of the square with such shapes.
+    EXPECT_GT(stats.utilization, 0.5);
+}
+
+TEST(ChartPacker, ManyTinyChartsAroundFewLargeOnes) {
+    ChartSet set;
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<double> uni(0, 1);
+    for (int i = 0; i < 3; ++i) AddStar(set, rng, 20 + 5 * uni(rng));
+    for (int i = 0; i < 400; ++i) AddConvex(set, rng, 0.2 + 0.3 * uni(rng));
+    PackAndCheck(set, ORVO::ChartPackOptions());
+}
+
+TEST(ChartPacker, DegenerateChartsGetPlacesOfTheirOwn) {
+    ChartSet set = MixedSet(3, 20);
+    AddDegenerate(set);
+    AddDegenerate(set);
+    PackAndCheck(set, ORVO::ChartPackOptions());
+}
+
+TEST(ChartPacker, ChartWithManyVertices) {
+    ChartSet set;
+    // An elliptic disc meshed in 150 rings of 1200 vertices (180k vertices, 1200 of
+    // them on the hull), next to small charts.
+    const int rings = 150, segments = 1200;
+    std::vector<double> uv = {0, 0};
+    std::vector<int> tris;
+    for (int r = 1; r <= rings; ++r)
+        for (int s = 0; s < segments; ++s) {
+            const double a = 2 * M_PI * s / segments, radius = double(r) / rings;
+            uv.push_back(radius * std::cos(a));
+            uv.push_back(0.5 * radius * std::sin(a));
+        }
+    auto id = [&](int r, int s) { return r == 0 ? 0 : 1 + (r - 1) * segments + (s % segments); };
+    for (int s = 0; s < segments; ++s) tris.insert(tris.end(), {0, id(1, s), id(1, s + 1)});
+    for (int r = 1; r < rings; ++r)
+        for (int s = 0; s < segments; ++s)
+            tris.insert(tris.end(), {id(r, s), id(r + 1, s), id(r + 1, s + 1), id(r, s), id(r + 1, s + 1), id(r, s + 1)});
+    set.Add(std::move(tris), std::move(uv));
+    std::mt19937 rng(9);
+    for (int i = 0; i < 30; ++i) AddConvex(set, rng, 0.1);
+    PackAndCheck(set, ORVO::ChartPackOptions());
+}
+
+TEST(ChartPacker, OtherResolutionsAndGaps) {
+    ChartSet set = MixedSet(21, 30);
+    ORVO::ChartPackOptions options;
+    options.resolution = 512;
+    options.gapTexels = 2;
+    EXPECT_EQ(PackAndCheck(set, options).workResolution, 2048);
+    options.resolution = 4096;
+    options.gapTexels = 1;
+    EXPECT_EQ(PackAndCheck(set, options).workResolution, 4096);
+    // Coarser grid than the texture: the gap is rounded up, never down.
+    options.resolution = 6000;
+    options.gapTexels = 3;
+    EXPECT_EQ(PackAndCheck(set, options).workResolution, 4096);
+    options.resolution = 300;
+    options.gapTexels = 0;
+    PackAndCheck(set, options);
+}
+
+TEST(ChartPacker, WithoutRotationChartsKeepTheirDirection) {
+    ChartSet set = MixedSet(8, 40);
+    ORVO::ChartPackOptions options;
+    options.allowRotation = false;
+    UVs packed = set.uvs;
+    ORVO::ChartPackStats stats;
+    ASSERT_EQ(ORVO::_PackCharts(set.tris, packed, options, &stats), 0);
+    for (size_t k = 0; k < set.uvs.size(); ++k) {
+        // Every vertex moved by the same scale and translation.
+        const std::vector<double>& a = set.uvs[k];
+        const std::vector<double>& b = packed[k];
+        for (size_t i = 2; i < a.size(); i += 2) {
+            EXPECT_NEAR(b[i] - b[0], stats.scale * (a[i] - a[0]), 1e-9);
+            EXPECT_NEAR(b[i + 1] - b[1], stats.scale * (a[i + 1] - a[1]), 1e-9);
+        }
+    }
+    PackAndCheck(set, options);
+}
+
+TEST(ChartPacker, TwoThreadsPackAsSoundly) {
+    ChartSet set = MixedSet(17, 150);
+    ORVO::ChartPackOptions options;
+    options.threadCount = 2;
+    PackAndCheck(set, options);
+}
+
+TEST(ChartPacker, SingleChartFillsTheSquareAlongItsLongSide) {
+    ChartSet set;
+    set.Add({0, 1, 2, 0, 2, 3}, {0, 0, 4, 0, 4, 1, 0, 1});  // a 4 x 1 rectangle
+    const ORVO::ChartPackStats stats = PackAndCheck(set, ORVO::ChartPackOptions());
+    // Its long side spans nearly the whole square: scale close to 1/4.
+    EXPECT_GT(stats.scale, 0.245);
+    EXPECT_LE(stats.scale, 0.25);
+}
+
+TEST(ChartPacker, InvalidInputIsRejectedAndLeftUntouched) {
+    ORVO::ChartPackOptions options;
+    auto expectRejected = [&](const Tris& tris, const UVs& uvs) {
+        UVs copy = uvs;
+        EXPECT_EQ(ORVO::_PackCharts(tris, copy, options, nullptr), -2);
+        EXPECT_EQ(copy.size(), uvs.size());
+        for (size_t k = 0; k < uvs.size() && k < copy.size(); ++k) {
+            ASSERT_EQ(copy[k].size(), uvs[k].size());
+            for (size_t i = 0; i < uvs[k].size(); ++i)
+                if (std::isnan(uvs[k][i])) EXPECT_TRUE(std::isnan(copy[k][i]));
+                else EXPECT_EQ(copy[k][i], uvs[k][i]);
+        }
+    };
+    const Tris goodTris = {{0, 1, 2}, {0, 1, 2}};
+    const UVs goodUVs = {{0, 0, 1, 0, 0, 1}, {0, 0, 2, 0, 0, 2}};
+    expectRejected({}, {});
+    expectRejected({{0, 1, 2}}, goodUVs);
+    expectRejected(goodTris, {{0, 0, 1, 0, 0, 1}, {0, 0, 2, 0, 0}});
+    expectRejected({{0, 1, 3}, {0, 1, 2}}, goodUVs);
+    expectRejected({{0, 1, -1}, {0, 1, 2}}, goodUVs);
+    expectRejected({{0, 1}, {0, 1, 2}}, goodUVs);
+    expectRejected(goodTris, {{0, 0, 1, 0, 0, std::numeric_limits<double>::quiet_NaN()}, {0, 0, 2, 0, 0, 2}});
+    expectRejected(goodTris, {{0, 0, 1, 0, 0, 1}, {0, 0, std::numeric_limits<double>::infinity(), 0, 0, 2}});
+    options.resolution = 0;
+    expectRejected(goodTris, goodUVs);
+}
+
+TEST(ChartPacker, NothingToTextureFails) {
+    // Every chart without area: there is no scale to find.
+    Tris tris = {{0, 1, 2}, {0, 1, 2}};
+    UVs uvs = {{0, 0, 1, 1, 2, 2}, {5, 5, 5, 5, 5, 5}};
+    EXPECT_EQ(ORVO::_PackCharts(tris, uvs, ORVO::ChartPackOptions(), nullptr), -3);
+}
+
+// Distance from the closed unit square of pixel (i, j) to a triangle (0 when they meet).
+double PixelDistance(int i, int j, const double* a, const double* b, const double* c) {
+    packcheck::Tri square1, square2, tri;
+    const double x0 = i, y0 = j, x1 = i + 1, y1 = j + 1;
+    const double s1[3][2] = {{x0, y0}, {x1, y0}, {x1, y1}};
+    const double s2[3][2] = {{x0, y0}, {x1, y1}, {x0, y1}};
+    const double* t[3] = {a, b, c};
+    for (int k = 0; k < 3; ++k)
+        for (int d = 0; d < 2; ++d) {
+            square1.p[k][d] = s1[k][d];
+            square2.p[k][d] = s2[k][d];
+            tri.p[k][d] = t[k][d];
+        }
+    return std::min(packcheck::TriangleDistance(square1, tri), packcheck::TriangleDistance(square2, tri));
+}
+
+TEST(ChartRaster, CoversEveryTouchedPixelAndLittleMore) {
+    std::mt19937 rng(4);
+    std::uniform_real_distribution<double> uni(0, 1);
+    for (int trial = 0; trial < 300; ++trial) {
+        double p[3][2];
+        const double span = trial % 3 == 0 ? 1.5 : (trial % 3 == 1 ? 6 : 20);
+        for (auto& q : p) {
+            q[0] = 2 + span * uni(rng);
+            q[1] = 2 + span * uni(rng);
+        }
+        if (trial % 10 == 0) {  // collinear corners
+            p[2][0] = 0.5 * (p[0][0] + p[1][0]);
+            p[2][1] = 0.5 * (p[0][1] + p[1][1]);
+        }
+        if (trial % 10 == 1) {  // corners on pixel lines
+            for (auto& q : p) q[0] = std::floor(q[0]);
+        }
+        ORVO::BitImage image;
+        image.Reset(28, 28);
+        ORVO::_RasteriseTriangle(image, p[0], p[1], p[2]);
+        for (int j = 0; j < 28; ++j)
+            for (int i = 0; i < 28; ++i) {
+                const double d = PixelDistance(i, j, p[0], p[1], p[2]);
+                if (d == 0) EXPECT_TRUE(image.Get(i, j)) << "trial " << trial << " pixel " << i << "," << j;
+                if (d > 1e-6) EXPECT_FALSE(image.Get(i, j)) << "trial " << trial << " pixel " << i << "," << j;
+            }
+    }
+}
+
+TEST(ChartRaster, QuarterTurnsAndGrowth) {
+    ORVO::BitImage image;
+    image.Reset(5, 3);
+    image.Set(0, 0);
+    image.Set(4, 2);
+    image.Set(1, 2);
+    ORVO::BitImage turned;
+    ORVO::_RotateImage(image, 1, turned);  // (x, y) -> (h-1-y, x)
+    ASSERT_EQ(turned.width, 3);
+    ASSERT_EQ(turned.height, 5);
+    EXPECT_TRUE(turned.Get(2, 0));
+    EXPECT_TRUE(turned.Get(0, 4));
+    EXPECT_TRUE(turned.Get(0, 1));
+    EXPECT_EQ(turned.Count(), 3);
+    ORVO::BitImage back;
+    ORVO::_RotateImage(turned, 3, back);
+    EXPECT_EQ(back.words, image.words);
+    // Growth by 2: every pixel within Euclidean distance < 2 of the square, as squares.
+    std::vector<ORVO::PixelRun> runs = {{0, 0, 1}};
+    ORVO::BitImage grown;
+    ORVO::_DilateRuns(runs, 1, 1, 2, grown);
+    EXPECT_EQ(grown.width, 5);
+    EXPECT_EQ(grown.Count(), 25);  // offsets up to 2 apart: squares at most 1 apart
+    ORVO::_DilateRuns(runs, 1, 1, 4, grown);
+    EXPECT_EQ(grown.Count(), 81 - 4);  // the corners (4,4) lie 3*sqrt(2) >= 4 apart
+}
+
+// On a small grid the lowest position found is the lowest a brute force finds.
+TEST(AtlasGrid, LowestPositionMatchesBruteForce) {
+    std::mt19937 rng(12);
+    std::uniform_real_distribution<double> uni(0, 1);
+    const int size = 96, gap = 2;
+    ORVO::AtlasGrid grid;
+    std::vector<ORVO::ChartShape> shapes(60);
+    for (auto& s : shapes) {
+        ORVO::BitImage image;
+        const int w = 3 + static_cast<int>(uni(rng) * 14), h = 3 + static_cast<int>(uni(rng) * 14);
+        image.Reset(w, h);
+        const double a[2] = {0.3, 0.2}, b[2] = {w - 0.2, 0.5 + uni(rng) * (h - 1)}, c[2] = {0.5 + uni(rng) * (w - 1), h - 0.3};
+        ORVO::_RasteriseTriangle(image, a, b, c);
+        ORVO::_MakeChartShape(image, gap, s);
+    }
+    int longestRun = 1, longestColumn = 1, square = 1;
+    for (const auto& s : shapes) {
+        for (const auto& r : s.runs) longestRun = std::max(longestRun, r.length);
+        for (const auto& r : s.keyColumns) longestColumn = std::max(longestColumn, r.length);
+        square = std::max(square, s.square);
+    }
+    grid.Reset(size, gap, longestRun, longestColumn, square);
+    int placed = 0;
+    for (const auto& s : shapes) {
+        const ORVO::ChartShape* one[1] = {&s};
+        int x = -1, y = -1;
+        const int found = grid.FindLowestPosition(one, 1, x, y);
+        int bx = -1, by = -1;
+        for (int yy = 0; yy < size && by < 0; ++yy)
+            for (int xx = 0; xx < size; ++xx)
+                if (grid.Fits(s, xx, yy)) {
+                    bx = xx;
+                    by = yy;
+                    break;
+                }
+        if (by < 0) {
+            EXPECT_EQ(found, -1);
+            continue;
+        }
+        ASSERT_EQ(found, 0);
+        EXPECT_EQ(y, by);
+        EXPECT_EQ(x, bx);
+        grid.Place(s, x, y);
+        EXPECT_FALSE(grid.Fits(s, x, y));
+        ++placed;
+    }
+    EXPECT_GT(placed, 10);
+}
+
+// The checker itself must see what it is meant to catch.
+TEST(ChartPackCheck, DetectsOverlapsGapsAndMirrors) {
+    const Tris tris = {{0, 1, 2}, {0, 1, 2}};
+    const UVs apart = {{0.1, 0.1, 0.2, 0.1, 0.1, 0.2}, {0.5, 0.5, 0.6, 0.5, 0.5, 0.6}};
+    EXPECT_EQ(packcheck::CheckPacking(tris, apart, 0.01).closePairs, 0);
+    const UVs near = {{0.1, 0.1, 0.2, 0.1, 0.1, 0.2}, {0.2 + 0.0005, 0.1, 0.3, 0.1, 0.25, 0.2}};
+    EXPECT_EQ(packcheck::CheckPacking(tris, near, 0.001).closePairs, 1);
+    const UVs overlap = {{0.1, 0.1, 0.2, 0.1, 0.1, 0.2}, {0.12, 0.12, 0.3, 0.1, 0.1, 0.3}};
+    EXPECT_EQ(packcheck::CheckPacking(tris, overlap, 0.0).closePairs, 0);  // distance 0 is not below 0
+    EXPECT_EQ(packcheck::CheckPacking(tris, overlap, 1e-9).closePairs, 1);
+    // Zero-area triangles are points or segments, not everything around them.
+    const UVs pointApart = {{0.1, 0.1, 0.2, 0.1, 0.1, 0.2}, {0.5, 0.5, 0.5, 0.5, 0.5, 0.5}};
+    EXPECT_EQ(packcheck::CheckPacking(tris, pointApart, 0.01).closePairs, 0);
+    const UVs pointInside = {{0.1, 0.1, 0.2, 0.1, 0.1, 0.2}, {0.12, 0.12, 0.12, 0.12, 0.12, 0.12}};
+    EXPECT_EQ(packcheck::CheckPacking(tris, pointInside, 1e-9).closePairs, 1);
+    const UVs segmentAcross = {{0.1, 0.1, 0.2, 0.1, 0.1, 0.2}, {0.0, 0.12, 0.3, 0.12, 0.15, 0.12}};
+    EXPECT_EQ(packcheck::CheckPacking(tris, segmentAcross, 1e-9).closePairs, 1);
+    const UVs outside = {{0.1, 0.1, 1.2, 0.1, 0.1, 0.2}, {0.5, 0.5, 0.6, 0.5, 0.5, 0.6}};
+    EXPECT_FALSE(packcheck::CheckPacking(tris, outside, 0.0).inside);
+    // A mirrored chart keeps its distances but flips its triangle.
+    const UVs original = {{0, 0, 1, 0, 0, 1}, {0, 0, 1, 0, 0, 1}};
+    const UVs mirrored = {{0, 0, 1, 0, 0, 1}, {0, 0, -1, 0, 0, 1}};
+    EXPECT_FALSE(packcheck::CheckRigid(tris, original, mirrored, nullptr, nullptr));
+    const UVs scaledApart = {{0, 0, 1, 0, 0, 1}, {0, 0, 2, 0, 0, 2}};
+    EXPECT_FALSE(packcheck::CheckRigid(tris, original, scaledApart, nullptr, nullptr));
+    const UVs turned = {{0, 0, 0.5, 0, 0, 0.5}, {3, 3, 3, 3.5, 2.5, 3}};
+    EXPECT_TRUE(packcheck::CheckRigid(tris, original, turned, nullptr, nullptr));
+}
+
+}  // namespace

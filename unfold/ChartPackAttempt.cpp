@@ -1,0 +1,117 @@
+#include "unfold/ChartPackAttempt.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace ORVO {
+
+namespace {
+
+// Pixel count and centring offset along one axis. The points stay strictly inside
+// the box, so that no pixel outside it is touched.
+void FrameAxis(double extent, double pixelScale, double& offset, int& count) {
+    const double w = extent * pixelScale;
+    double n = std::ceil(w);
+    if (n - w < 1e-6) n += 1;
+    count = static_cast<int>(n);
+    offset = 0.5 * (n - w);
+}
+
+}  // namespace
+
+PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale) {
+    PixelFrame frame;
+    FrameAxis(chart.extentU, pixelScale, frame.offsetX, frame.width);
+    FrameAxis(chart.extentV, pixelScale, frame.offsetY, frame.height);
+    return frame;
+}
+
+void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& outX, double& outY) {
+    switch (turns & 3) {
+        case 0: outX = x; outY = y; break;
+        case 1: outX = frame.height - y; outY = x; break;
+        case 2: outX = frame.width - x; outY = frame.height - y; break;
+        default: outX = y; outY = frame.width - x; break;
+    }
+}
+
+void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
+    const PreparedChart& c = mCharts[k];
+    const int n = static_cast<int>(c.local.size() / 2);
+    const PixelFrame frame = _MakePixelFrame(c, pixelScale);
+    mPixels.resize(c.local.size());
+    for (int i = 0; i < n; ++i) {
+        mPixels[2 * i] = c.local[2 * i] * pixelScale + frame.offsetX;
+        mPixels[2 * i + 1] = c.local[2 * i + 1] * pixelScale + frame.offsetY;
+    }
+    mImage.Reset(frame.width, frame.height);
+    const std::vector<int>& tris = mTriangles[k];
+    if (tris.empty()) {
+        // A chart without triangles still claims the pixels of its points.
+        for (int i = 0; i < n; ++i) _RasterisePoint(mImage, &mPixels[2 * i]);
+    } else {
+        for (size_t t = 0; t + 2 < tris.size(); t += 3)
+            _RasteriseTriangle(mImage, &mPixels[2 * tris[t]], &mPixels[2 * tris[t + 1]], &mPixels[2 * tris[t + 2]]);
+    }
+    _MakeChartShape(mImage, mGap, mShapes[k][0]);
+    if (!mRotate) return;
+    for (int turns = 1; turns < 4; ++turns) {
+        _RotateImage(mImage, turns, mTurned);
+        _MakeChartShape(mTurned, mGap, mShapes[k][turns], &mShapes[k][0], turns);
+    }
+}
+
+PackAttemptResult ChartPackAttempt::Run(double scale) {
+    PackAttemptResult result;
+    result.scale = scale;
+    const double pixelScale = scale * mGridSize;
+    std::vector<int> order;
+    long long totalPixels = 0;
+    for (size_t k = 0; k < mCharts.size(); ++k) {
+        if (mCharts[k].local.empty()) continue;
+        BuildShape(k, pixelScale);
+        order.push_back(static_cast<int>(k));
+        totalPixels += mShapes[k][0].grownCount;
+    }
+    // Largest first: small charts then fill the gaps the large ones leave.
+    std::stable_sort(order.begin(), order.end(),
+                     [this](int a, int b) { return mShapes[a][0].pixelCount > mShapes[b][0].pixelCount; });
+
+    const int turnCount = mRotate ? 4 : 1;
+    int longestRun = 1, longestColumn = 1;
+    for (int k : order)
+        for (int t = 0; t < turnCount; ++t) {
+            for (const PixelRun& r : mShapes[k][t].runs) longestRun = std::max(longestRun, r.length);
+            for (const PixelRun& r : mShapes[k][t].keyColumns) longestColumn = std::max(longestColumn, r.length);
+        }
+    // Largest probe square among the charts still to come, for the grid's square map.
+    std::vector<int> squareCap(order.size() + 1, 1);
+    for (size_t i = order.size(); i-- > 0;) squareCap[i] = std::max(squareCap[i + 1], mShapes[order[i]][0].square);
+    mGrid.Reset(mGridSize, mGap, longestRun, longestColumn, squareCap[0]);
+
+    result.placements.assign(mCharts.size(), ChartPlacement());
+    long long placedPixels = 0;
+    for (size_t i = 0; i < order.size(); ++i) {
+        const int k = order[i];
+        const ChartShape* shapes[4];
+        for (int t = 0; t < turnCount; ++t) shapes[t] = &mShapes[k][t];
+        mGrid.LowerSquareCap(squareCap[i]);
+        int x = 0, y = 0;
+        const int t = mGrid.FindLowestPosition(shapes, turnCount, x, y);
+        if (t < 0) {
+            result.success = false;
+            result.usedHeight = mGridSize;
+            result.placedFraction = totalPixels > 0 ? double(placedPixels) / double(totalPixels) : 0.0;
+            return result;
+        }
+        mGrid.Place(*shapes[t], x, y);
+        placedPixels += mShapes[k][0].grownCount;
+        result.placements[k] = {t, x, y};
+    }
+    result.success = true;
+    result.usedHeight = mGrid.UsedHeight();
+    result.placedFraction = 1.0;
+    return result;
+}
+
+}  // namespace ORVO

@@ -1,0 +1,79 @@
+#pragma once
+// One packing attempt at a fixed scale: every chart is rasterised conservatively
+// in its four quarter turns and placed, largest first, at the lowest free position.
+
+#include "unfold/AtlasGrid.h"
+#include "unfold/ChartShape.h"
+
+#include <array>
+#include <vector>
+
+namespace ORVO {
+
+// A chart turned to its smallest bounding rectangle, with that rectangle's lower
+// corner at the origin. Packing only scales, turns by quarter turns and translates
+// these coordinates.
+struct PreparedChart {
+    std::vector<double> local;  // (u, v) per vertex
+    double extentU = 0;
+    double extentV = 0;
+    double area = 0;            // total unsigned triangle area
+};
+
+// Where a chart's local coordinates land in pixels at pixel scale f: p * f + offset,
+// strictly inside a box of width x height pixels.
+struct PixelFrame {
+    double offsetX = 0.5;
+    double offsetY = 0.5;
+    int width = 1;
+    int height = 1;
+};
+
+PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale);
+
+// Coordinates of a point of the frame after `turns` counter-clockwise quarter turns
+// of the frame's box, the same turn as _RotateImage applies to the chart's image.
+void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& outX, double& outY);
+
+struct ChartPlacement {
+    int turns = 0;  // quarter turns applied to the chart's image
+    int x = 0;      // grid pixel of the image's pixel (0, 0)
+    int y = 0;
+};
+
+struct PackAttemptResult {
+    double scale = 0;
+    bool success = false;
+    int usedHeight = 0;         // rows used (success)
+    double placedFraction = 0;  // share of the grown pixels placed before a chart found no room
+    std::vector<ChartPlacement> placements;
+};
+
+// Owns the images and the grid of one attempt; reusable for further scales.
+class ChartPackAttempt {
+public:
+    ChartPackAttempt(const std::vector<std::vector<int>>& triangles, const std::vector<PreparedChart>& charts,
+                     int gridSize, int gap, bool rotate)
+        : mTriangles(triangles), mCharts(charts), mGridSize(gridSize), mGap(gap), mRotate(rotate),
+          mShapes(charts.size()) {}
+
+    // Rasterises every chart at `scale` (chart units to the unit square) and places
+    // them all, or stops at the first chart that finds no room.
+    PackAttemptResult Run(double scale);
+
+private:
+    void BuildShape(size_t k, double pixelScale);
+
+    const std::vector<std::vector<int>>& mTriangles;
+    const std::vector<PreparedChart>& mCharts;
+    int mGridSize;
+    int mGap;
+    bool mRotate;
+    std::vector<std::array<ChartShape, 4>> mShapes;
+    std::vector<double> mPixels;
+    BitImage mImage;
+    BitImage mTurned;
+    AtlasGrid mGrid;
+};
+
+}  // namespace ORVO
