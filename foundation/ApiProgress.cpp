@@ -23,6 +23,7 @@ double ApiProgress::Map(double t) const {
 }
 
 void ApiProgress::SetProgress(double t) {
+    std::lock_guard<std::mutex> guard(mLock);
     if (mSuspendCount != 0) return;
     const double v = Map(t);
     mValue = v;
@@ -30,6 +31,7 @@ void ApiProgress::SetProgress(double t) {
 }
 
 void ApiProgress::EnterStage(double end) {
+    std::lock_guard<std::mutex> guard(mLock);
     if (mSuspendCount != 0) return;
     // The end is mapped through the enclosing stage before the new pair is pushed.
     const double mappedEnd = Map(end);
@@ -38,6 +40,7 @@ void ApiProgress::EnterStage(double end) {
 }
 
 void ApiProgress::LeaveStage() {
+    std::lock_guard<std::mutex> guard(mLock);
     if (mRangeStack.empty() || mSuspendCount != 0) return;
     const double end = mRangeStack.back();
     mRangeStack.pop_back();
@@ -46,13 +49,18 @@ void ApiProgress::LeaveStage() {
     mLastValue = end;
 }
 
-void ApiProgress::Suspend() { ++mSuspendCount; }
+void ApiProgress::Suspend() {
+    std::lock_guard<std::mutex> guard(mLock);
+    ++mSuspendCount;
+}
 
 void ApiProgress::Resume() {
+    std::lock_guard<std::mutex> guard(mLock);
     if (mSuspendCount > 0) --mSuspendCount;
 }
 
 void ApiProgress::Reset() {
+    std::lock_guard<std::mutex> guard(mLock);
     mLastValue = 0.0;
     mValue = 0.0;
     mRangeStack.clear();
@@ -60,7 +68,19 @@ void ApiProgress::Reset() {
     mSuspendCount = 0;
 }
 
-double GetApiProgress() { return ApiProgress::Get().mValue; }
+void ApiProgress::Publish(double t) {
+    std::lock_guard<std::mutex> guard(mLock);
+    const double v = Map(t);
+    mValue = v;
+    mLastValue = v;
+}
+
+double ApiProgress::Value() {
+    std::lock_guard<std::mutex> guard(mLock);
+    return mValue;
+}
+
+double GetApiProgress() { return ApiProgress::Get().Value(); }
 
 void ResetApiProgress() { ApiProgress::Get().Reset(); }
 

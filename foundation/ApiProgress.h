@@ -3,6 +3,7 @@
 // divide [0, 1] into nested stages: EnterStage(end) makes SetProgress(0..1)
 // move between the current value and Map(end) until LeaveStage().
 
+#include <mutex>
 #include <vector>
 
 namespace ORVO {
@@ -24,6 +25,17 @@ public:
     void Suspend();
     void Resume();
     void Reset();
+    // Stores Map(t) as the value even while suspended: region tasks publish
+    // their shared progress this way while the stages inside them are muted.
+    void Publish(double t);
+    // The current value, read under the record's lock (a caller may poll it
+    // from another thread while an operation runs).
+    double Value();
+
+private:
+    // Worker threads of the atlas report through the same record, and a
+    // caller may poll it while they do.
+    std::mutex mLock;
 };
 
 }  // namespace ORVO

@@ -28,13 +28,8 @@ public:
         if (status != STATUS_SUCCESS && mWork.firstError == STATUS_SUCCESS) mWork.firstError = status;
         // Progress moves only as whole regions finish: the stages inside a
         // task run while the progress record is suspended.
-        ApiProgress& progress = ApiProgress::Get();
         mWork.progressDone += static_cast<double>(mRegion.size()) / (mWork.mesh->GetTriangleCount() + 1);
-        progress.Resume();
-        double value = progress.Map(std::min(1.0, mWork.progressDone));
-        progress.mValue = value;
-        progress.mLastValue = value;
-        progress.Suspend();
+        ApiProgress::Get().Publish(std::min(1.0, mWork.progressDone));
         return status;
     }
 
