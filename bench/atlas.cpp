@@ -10,7 +10,7 @@
 
 #include <QarnUVAtlas/UnfoldMesh.h>
 
-#include "io/ObjFile.h"
+#include <QarnUVAtlas/Parser.h>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -73,14 +73,11 @@ RunResult RunChild(const std::string& meshPath, int charts, int runs, double sca
     if (pid == 0) {
         close(fds[0]);
         RunResult result;
-        ORVO::ObjContents contents;
-        std::string error;
-        if (ORVO::_ReadObj(meshPath, contents, &error) != 0) {
+        ORVO::TriMesh mesh;
+        if (ORVO::Parser::ImportTriMesh(meshPath, &mesh) != 0) {
             result.status = -100;
         } else {
-            for (ORVO::Vector3& p : contents.positions) p *= scale;
-            ORVO::TriMesh mesh;
-            ORVO::_ObjToTriMesh(contents, mesh);
+            for (int v = 0; v < mesh.GetVertexCount(); ++v) mesh.SetVertexCoord(v, mesh.GetVertexCoord(v) * scale);
             result.faces = mesh.GetTriangleCount();
             ORVO::UVAtlasOptions options;
             options.chartCount = charts;
@@ -97,7 +94,7 @@ RunResult RunChild(const std::string& meshPath, int charts, int runs, double sca
             if (result.status == 0) {
                 std::sort(times.begin(), times.end());
                 result.seconds = times[times.size() / 2];
-                ORVO::_WriteObj(outPath, mesh, tex, ids);
+                ORVO::Parser::ExportTriMesh(outPath, &mesh, &tex, &ids);
             }
         }
         ssize_t written = write(fds[1], &result, sizeof(result));
@@ -166,12 +163,10 @@ int main(int argc, char** argv) {
             std::string original = meshPath;
             if (scale != 1.0) {
                 original = outDir + "/" + name + "_scaled.obj";
-                ORVO::ObjContents contents;
-                ORVO::_ReadObj(meshPath, contents, nullptr);
-                for (ORVO::Vector3& p : contents.positions) p *= scale;
                 ORVO::TriMesh mesh;
-                ORVO::_ObjToTriMesh(contents, mesh);
-                ORVO::_WriteObj(original, mesh, {}, {});
+                ORVO::Parser::ImportTriMesh(meshPath, &mesh);
+                for (int v = 0; v < mesh.GetVertexCount(); ++v) mesh.SetVertexCoord(v, mesh.GetVertexCoord(v) * scale);
+                ORVO::Parser::ExportTriMesh(original, &mesh);
             }
             std::string json = RunCommand(judge + " " + original + " " + outPath + " 2>/dev/null");
             std::printf("| %s | %d | %d | %d | %.3f | %.0f | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", name,

@@ -12,7 +12,7 @@
 #include <QarnUVAtlas/MeshQuery.h>
 #include <QarnUVAtlas/TriMesh.h>
 
-#include "io/ObjFile.h"
+#include <QarnUVAtlas/Parser.h>
 
 #include <algorithm>
 #include <chrono>
@@ -79,12 +79,10 @@ int main(int argc, char** argv) {
     const int queries = argc > 2 ? std::atoi(argv[2]) : 1000000;
     TriMesh mesh;
     if (first.size() > 4 && first.compare(first.size() - 4, 4, ".obj") == 0) {
-        ORVO::ObjContents contents;
-        if (ORVO::_ReadObj(first, contents, nullptr) != 0) {
-            std::printf("cannot read %s\n", first.c_str());
+        if (ORVO::Parser::ImportTriMesh(first, &mesh) != 0) {
+            std::printf("cannot read %s: %s\n", first.c_str(), ORVO::Parser::GetLastError().c_str());
             return 1;
         }
-        ORVO::_ObjToTriMesh(contents, mesh);
         // Fit into the unit cube around the origin so the query points make sense.
         mesh.UnifyCoords(2.0, nullptr, nullptr);
     } else {

@@ -3,6 +3,7 @@
 // irregular triangles, curved disc-like patches, geodesic discs cut from
 // scanned meshes, and the length, area and orientation checks of a layout.
 
+#include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/Primitives.h>
 #include <QarnUVAtlas/TriMesh.h>
 
@@ -122,32 +123,10 @@ inline TriMesh MakeSpherePatch(int n, double radius, unsigned seed) {
     return mesh;
 }
 
-// A plain OBJ reader: "v x y z" and "f a b c ..." (polygons as fans, the
-// a/b/c forms and negative indices accepted). False when the file cannot be read.
+// The mesh of an OBJ file through the library's reader. False when the file
+// cannot be read.
 inline bool LoadObj(const std::string& path, TriMesh* mesh) {
-    std::ifstream in(path);
-    if (!in) return false;
-    std::string line;
-    std::vector<int> face;
-    while (std::getline(in, line)) {
-        std::istringstream ls(line);
-        std::string tag;
-        ls >> tag;
-        if (tag == "v") {
-            double x, y, z;
-            ls >> x >> y >> z;
-            mesh->InsertVertex(Vector3(x, y, z));
-        } else if (tag == "f") {
-            face.clear();
-            std::string token;
-            while (ls >> token) {
-                int index = std::stoi(token.substr(0, token.find('/')));
-                face.push_back(index > 0 ? index - 1 : mesh->GetVertexCount() + index);
-            }
-            for (size_t k = 2; k < face.size(); ++k) mesh->InsertTriangle(face[0], face[k - 1], face[k]);
-        }
-    }
-    return mesh->GetTriangleCount() > 0;
+    return ORVO::Parser::ImportTriMesh(path, mesh) == 0;
 }
 
 // Whether the mesh is one oriented, edge-manifold topological disc: every

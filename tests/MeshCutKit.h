@@ -4,6 +4,7 @@
 // they share no code with the library's edge tables.
 
 #include <QarnUVAtlas/Foundation.h>
+#include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/TriMesh.h>
 
 #include <algorithm>
@@ -128,33 +129,10 @@ inline std::string SharedMesh(const std::string& name) {
     return access(path.c_str(), R_OK) == 0 ? path : std::string();
 }
 
-// "v x y z" and "f a b c" lines (1-based, "a/b/c" forms and negative ids
-// accepted, polygons fanned); everything else is skipped.
+// The mesh of an OBJ file (any format the library reads), through the
+// library's own reader. False when it cannot be read.
 inline bool ReadObj(const std::string& path, TriMesh& mesh) {
-    std::ifstream in(path);
-    if (!in) return false;
-    mesh.Clear();
-    std::string line;
-    std::vector<int> ids;
-    while (std::getline(in, line)) {
-        std::istringstream ls(line);
-        std::string tag;
-        ls >> tag;
-        if (tag == "v") {
-            double x = 0, y = 0, z = 0;
-            ls >> x >> y >> z;
-            mesh.InsertVertex(Vector3(x, y, z));
-        } else if (tag == "f") {
-            ids.clear();
-            std::string token;
-            while (ls >> token) {
-                int id = std::atoi(token.substr(0, token.find('/')).c_str());
-                ids.push_back(id < 0 ? mesh.GetVertexCount() + id : id - 1);
-            }
-            for (size_t k = 2; k < ids.size(); ++k) mesh.InsertTriangle(ids[0], ids[k - 1], ids[k]);
-        }
-    }
-    return true;
+    return ORVO::Parser::ImportTriMesh(path, &mesh) == 0;
 }
 
 // ---------------------------------------------------------------- checks

@@ -5,7 +5,7 @@
 
 #include <QarnUVAtlas/TriMesh.h>
 
-#include "io/ObjFile.h"
+#include <QarnUVAtlas/Parser.h>
 
 #include <array>
 #include <cmath>
@@ -176,10 +176,7 @@ inline std::string SharedMesh(const std::string& name) {
 }
 
 inline bool LoadObj(const std::string& path, TriMesh& mesh) {
-    ORVO::ObjContents contents;
-    if (ORVO::_ReadObj(path, contents, nullptr) != 0) return false;
-    ORVO::_ObjToTriMesh(contents, mesh);
-    return true;
+    return ORVO::Parser::ImportTriMesh(path, &mesh) == 0;
 }
 
 }  // namespace testmesh

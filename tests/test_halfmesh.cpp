@@ -43,30 +43,6 @@ TriMesh MakeMesh(const std::vector<Vector3>& coords, const std::vector<std::arra
     return mesh;
 }
 
-// Reads the v and f lines of an OBJ file (f entries may carry /vt/vn parts;
-// polygons are split into fans). False when the file cannot be opened.
-bool ReadObjFile(const std::string& path, TriMesh& mesh) {
-    std::ifstream in(path);
-    if (!in) return false;
-    std::string line;
-    while (std::getline(in, line)) {
-        std::istringstream ss(line);
-        std::string tag;
-        ss >> tag;
-        if (tag == "v") {
-            double x = 0, y = 0, z = 0;
-            ss >> x >> y >> z;
-            mesh.InsertVertex(Vector3(x, y, z));
-        } else if (tag == "f") {
-            std::vector<int> ids;
-            std::string item;
-            while (ss >> item) ids.push_back(std::stoi(item.substr(0, item.find('/'))) - 1);
-            for (size_t k = 2; k < ids.size(); ++k) mesh.InsertTriangle(ids[0], ids[k - 1], ids[k]);
-        }
-    }
-    return true;
-}
-
 std::string SharedMeshPath(const std::string& name) {
     std::string path = std::string(QARN_SHARED_DIR) + "/meshes/" + name;
     return access(path.c_str(), R_OK) == 0 ? path : std::string();
@@ -477,7 +453,7 @@ TEST(HalfMeshSurfaces, RealMeshes) {
         if (path.empty()) continue;
         SCOPED_TRACE(c.name);
         TriMesh mesh;
-        ASSERT_TRUE(ReadObjFile(path, mesh));
+        ASSERT_TRUE(testmesh::LoadObj(path, mesh));
         std::unique_ptr<HalfMesh> hm(ORVO::CreateHalfMeshFromITriMesh(&mesh));
         ASSERT_NE(hm, nullptr);
         TriangleListCounts expected = CountFromTriangles(mesh);

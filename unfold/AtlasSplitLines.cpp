@@ -23,7 +23,7 @@
 namespace ORVO {
 namespace {
 
-constexpr int kLloydIterations = 5;
+constexpr int kLloydIterations = 3;
 // Weight of the normal deviation (1 - cos) against the squared distance in
 // chart radii: a face tilted 30 degrees away costs like one a radius away.
 constexpr double kNormalWeight = 7.5;

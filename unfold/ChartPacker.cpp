@@ -11,6 +11,8 @@
 #include <limits>
 #include <memory>
 #include <thread>
+#include <cstdio>
+#include <cstdlib>
 
 namespace ORVO {
 
@@ -159,6 +161,44 @@ private:
     double mHiPlaced = 0;
 };
 
+// Step between the scales tried above the best success once the search has ended.
+constexpr double kRefineStep = 1.004;
+
+// Attempts spent above the best success. One attempt costs roughly a fixed amount for
+// the grid plus an amount per chart; large sets have already used most of their time.
+int RefineBudget(size_t chartCount) {
+    if (chartCount <= 200) return 8;
+    if (chartCount <= 1000) return 4;
+    return 2;
+}
+
+// Runs one attempt per scale, the second (if any) on a thread of its own.
+std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPackAttempt>>& attempts,
+                                           const std::vector<double>& scales) {
+    std::vector<PackAttemptResult> results(scales.size());
+    if (scales.size() > 1 && attempts.size() > 1) {
+        std::exception_ptr failure;
+        std::thread helper([&] {
+            try {
+                results[1] = attempts[1]->Run(scales[1]);
+            } catch (...) {
+                failure = std::current_exception();
+            }
+        });
+        try {
+            results[0] = attempts[0]->Run(scales[0]);
+        } catch (...) {
+            helper.join();
+            throw;
+        }
+        helper.join();
+        if (failure) std::rethrow_exception(failure);
+    } else {
+        for (size_t i = 0; i < scales.size(); ++i) results[i] = attempts[0]->Run(scales[i]);
+    }
+    return results;
+}
+
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                const ChartPackOptions& options, ChartPackStats* stats) {
     const auto start = std::chrono::steady_clock::now();
@@ -181,42 +221,38 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    const int grid = GridSize(options.resolution);
+    const int grid = getenv("QPG4") ? 4096 : GridSize(options.resolution);
     // The gap in grid pixels, rounded up when the grid is coarser than the texture.
     const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
     // Every chart must fit across the square with its one-pixel frame margin.
     const double maxScale = longestSide > 0 ? (grid - 2.0) / (double(grid) * longestSide) : kNoScale;
+
+    // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the grid
+    // can never be placed.
+    size_t placeable = 0;
+    for (const PreparedChart& c : charts) placeable += c.local.empty() ? 0 : 1;
+    const double cells = double(grid) / (gap + 1);
+    if (double(placeable) > cells * cells) {
+        _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
+                    " texels in a square of ", options.resolution);
+        return STATUS_FAILED;
+    }
 
     const int workers = options.threadCount > 1 ? 2 : 1;
     std::vector<std::unique_ptr<ChartPackAttempt>> attempts;
     for (int w = 0; w < workers; ++w)
         attempts.emplace_back(new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation));
 
-    // One worker stops at half a percent of scale (about one percent of fill); two
-    // workers narrow three times faster per round and afford a finer end.
-    ScaleSearch search(std::sqrt(0.6 / texArea), maxScale, grid, workers > 1 ? 1.0035 : 1.005);
+    // One worker stops once the limit is known to about a percent of scale (two of fill):
+    // near the limit success is a matter of luck and a further attempt gains little for
+    // its time. Two workers narrow three times faster per round and afford a finer end.
+    ScaleSearch search(std::sqrt(0.6 / texArea), maxScale, grid, workers > 1 ? 1.006 : 1.012);
     PackAttemptResult best;
-    const int attemptLimit = 8 + 2 * workers, attemptLimitWithoutSuccess = 60;
+    const int attemptLimit = workers > 1 ? 8 : 6, attemptLimitWithoutSuccess = 60;
     int attemptCount = 0;
     while (!search.Done()) {
         if (attemptCount >= (search.HasSuccess() ? attemptLimit : attemptLimitWithoutSuccess)) break;
-        const std::vector<double> scales = search.Propose(workers);
-        std::vector<PackAttemptResult> results(scales.size());
-        if (scales.size() > 1) {
-            std::exception_ptr failure;
-            std::thread helper([&] {
-                try {
-                    results[1] = attempts[1]->Run(scales[1]);
-                } catch (...) {
-                    failure = std::current_exception();
-                }
-            });
-            results[0] = attempts[0]->Run(scales[0]);
-            helper.join();
-            if (failure) std::rethrow_exception(failure);
-        } else {
-            results[0] = attempts[0]->Run(scales[0]);
-        }
+        std::vector<PackAttemptResult> results = RunAttempts(attempts, search.Propose(workers));
         for (PackAttemptResult& r : results) {
             ++attemptCount;
             _LogDetail("PackUVAtlas: update discrete = ", r.scale, " utilization ", r.scale * r.scale * texArea,
@@ -227,6 +263,27 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     if (!best.success) {
         _LogFailure("PackUVAtlas: no scale places every chart");
         return STATUS_FAILED;
+    }
+
+    // Near the limit, whether a scale packs depends on how the charts happen to fall, not
+    // on the scale alone: scales a little above the best success often pack too. A ladder
+    // of such scales is tried while the budget lasts; small sets pack fast and get more.
+    int refineLeft = RefineBudget(chartCount);
+    double ladder = best.scale;
+    while (refineLeft > 0 && best.scale < maxScale) {
+        std::vector<double> scales;
+        for (int w = 0; w < workers && refineLeft > 0; ++w, --refineLeft) {
+            ladder *= kRefineStep;
+            scales.push_back(std::min(ladder, maxScale));
+        }
+        std::vector<PackAttemptResult> results = RunAttempts(attempts, scales);
+        for (PackAttemptResult& r : results) {
+            ++attemptCount;
+            if (r.success && r.scale > best.scale) {
+                best = std::move(r);
+            }
+        }
+        if (getenv("QPDBG")) fprintf(stderr, "refine %g best %g\n", ladder, best.scale);
     }
 
     const double pixelScale = best.scale * grid;
@@ -245,6 +302,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         }
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (getenv("QPDBG")) fprintf(stderr, "pack %zu charts %d attempts %.4fs util %.4f\n", chartCount, attemptCount, seconds, best.scale * best.scale * texArea);
     _LogDetail("UnfoldMesh::PackAtlas time: ", seconds);
     if (stats) {
         stats->utilization = best.scale * best.scale * texArea;

@@ -6,6 +6,9 @@
 #include "foundation/LogLine.h"
 #include "unfold/ChartPacker.h"
 
+#include <algorithm>
+#include <thread>
+
 namespace ORVO {
 
 int UnfoldMesh::PackUVAtlas(const std::vector<ITriMesh*>& charts, std::vector<std::vector<double>>& chartTexCoords,
@@ -31,6 +34,8 @@ int UnfoldMesh::PackUVAtlas(const std::vector<ITriMesh*>& charts, std::vector<st
     ChartPackOptions options;
     options.resolution = resolution;
     options.gapTexels = gapTexels;
+    // A second attempt runs beside the first where a second core exists.
+    options.threadCount = std::max(1, std::min(2, static_cast<int>(std::thread::hardware_concurrency())));
     return _PackCharts(triangles, chartTexCoords, options, nullptr);
 }
 

@@ -1,0 +1,128 @@
+// qarnuv unwrap IN OUT: read a mesh, build its atlas, write it with texture
+// coordinates and report what came out.
+#include "Qarnuv.h"
+
+#include <QarnUVAtlas/Foundation.h>
+#include <QarnUVAtlas/Parser.h>
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include <cctype>
+#include <cstdio>
+
+namespace qarnuv {
+namespace {
+
+std::string Number(const char* format, double value) {
+    char text[64];
+    std::snprintf(text, sizeof(text), format, value);
+    return text;
+}
+
+std::string LowerExtension(const std::string& path) {
+    const size_t dot = path.find_last_of('.');
+    const size_t slash = path.find_last_of('/');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return std::string();
+    std::string ext = path.substr(dot + 1);
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return ext;
+}
+
+}  // namespace
+
+void PrintError(const std::string& message) { std::fprintf(stderr, "qarnuv: error: %s\n", message.c_str()); }
+
+std::string JsonString(const std::string& text) {
+    std::string out = "\"";
+    for (unsigned char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else if (c < 0x20) {
+            char escape[8];
+            std::snprintf(escape, sizeof(escape), "\\u%04x", c);
+            out += escape;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out + "\"";
+}
+
+bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, UnwrapOutcome& outcome, std::string& error) {
+    ORVO::UVAtlasOptions options;
+    options.chartCount = settings.charts;
+    options.resolution = settings.resolution;
+    options.gapTexels = settings.gap;
+    options.threadCount = settings.threads;
+    options.strict = true;
+    ORVO::UVAtlasReport report;
+    ORVO::ResetApiProgress();
+    int status;
+    {
+        ProgressBar bar("unwrapping", settings.progress);
+        status = ORVO::UnfoldMesh::GenerateUVAtlas(&mesh, options, &outcome.texCoords, &outcome.faceTexIds, &report);
+    }
+    if (status != ORVO::STATUS_SUCCESS) {
+        error = "the atlas could not be built (status " + std::to_string(status) +
+                "; the library's log file says why)";
+        return false;
+    }
+    outcome.charts = report.chartCount;
+    outcome.seconds = report.seconds;
+    std::vector<double> faceStretch;
+    outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
+    if (!settings.previewPath.empty() &&
+        !WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
+                      error))
+        return false;
+    return true;
+}
+
+std::string SummaryLine(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh) {
+    return std::to_string(mesh.GetTriangleCount()) + " faces, " + std::to_string(outcome.charts) + " charts, utilization " +
+           Number("%.3f", outcome.quality.utilization) + ", stretch L2 " + Number("%.3f", outcome.quality.stretchL2) +
+           " Linf " + Number("%.3f", outcome.quality.stretchLinf) + ", " + Number("%.2f", outcome.seconds) + " s";
+}
+
+std::string SummaryJson(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh, const std::string& input,
+                        const std::string& output) {
+    return "{\"input\":" + JsonString(input) + ",\"output\":" + JsonString(output) +
+           ",\"vertices\":" + std::to_string(mesh.GetVertexCount()) + ",\"faces\":" + std::to_string(mesh.GetTriangleCount()) +
+           ",\"charts\":" + std::to_string(outcome.charts) + ",\"utilization\":" + Number("%.6g", outcome.quality.utilization) +
+           ",\"stretch_l2\":" + Number("%.6g", outcome.quality.stretchL2) +
+           ",\"stretch_linf\":" + Number("%.6g", outcome.quality.stretchLinf) +
+           ",\"seconds\":" + Number("%.6g", outcome.seconds) + "}";
+}
+
+int RunUnwrap(const UnwrapCommand& command) {
+    // Refuse an output that would lose the texture coordinates before the long part.
+    const std::string ext = LowerExtension(command.output);
+    if (ext != "obj" && ext != "ply") {
+        PrintError(command.output + ": the output must be .obj or .ply to keep texture coordinates");
+        return 1;
+    }
+    ORVO::TriMesh mesh;
+    if (ORVO::Parser::ImportTriMesh(command.input, &mesh) != ORVO::STATUS_SUCCESS) {
+        PrintError(ORVO::Parser::GetLastError());
+        return 1;
+    }
+    UnwrapOutcome outcome;
+    std::string error;
+    if (!UnwrapMesh(mesh, command.settings, outcome, error)) {
+        PrintError(command.input + ": " + error);
+        return 1;
+    }
+    if (ORVO::Parser::ExportTriMesh(command.output, &mesh, &outcome.texCoords, &outcome.faceTexIds) !=
+        ORVO::STATUS_SUCCESS) {
+        PrintError(ORVO::Parser::GetLastError());
+        return 1;
+    }
+    if (command.json) {
+        std::printf("%s\n", SummaryJson(outcome, mesh, command.input, command.output).c_str());
+    } else {
+        std::printf("%s: %s\n", command.output.c_str(), SummaryLine(outcome, mesh).c_str());
+    }
+    return 0;
+}
+
+}  // namespace qarnuv

@@ -1,0 +1,84 @@
+// qarnuv: the command-line face of the library.
+//   qarnuv unwrap IN OUT [--charts N | --auto] [--resolution R] [--gap T]
+//                        [--threads N] [--preview atlas.png] [--json]
+//   qarnuv stats ATLAS [--json]
+//   qarnuv demo [--out DIR]
+// Exit status 0 on success; otherwise one "qarnuv: error: ..." line on
+// standard error and status 1 (a failed run) or 2 (wrong arguments).
+#include "Qarnuv.h"
+
+#include <QarnUVAtlas/Foundation.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+    CLI::App app{"qarnuv: cut a triangle mesh into charts, flatten them and pack a UV atlas"};
+    app.require_subcommand(1);
+    std::string logFile;
+    app.add_option("--log", logFile, "where the library writes its log (default QarnUVAtlas.txt here)");
+
+    qarnuv::UnwrapCommand unwrap;
+    CLI::App* unwrapApp = app.add_subcommand("unwrap", "read a mesh, build its atlas, write it with texture coordinates");
+    unwrapApp->add_option("IN", unwrap.input, "input mesh (.obj .ply .stl .off)")->required();
+    unwrapApp->add_option("OUT", unwrap.output, "output mesh with texture coordinates (.obj or .ply)")->required();
+    CLI::Option* charts = unwrapApp->add_option("--charts", unwrap.settings.charts, "number of charts wanted")
+                              ->check(CLI::Range(1, 1000000));
+    CLI::Option* automatic = unwrapApp->add_flag("--auto", "choose the chart count from the mesh (the default)");
+    charts->excludes(automatic);
+    unwrapApp->add_option("--resolution", unwrap.settings.resolution, "texture size in texels (default 1024)")
+        ->check(CLI::Range(16, 65536));
+    unwrapApp->add_option("--gap", unwrap.settings.gap, "texels kept free between charts (default 1)")
+        ->check(CLI::Range(0, 4096));
+    unwrapApp->add_option("--threads", unwrap.settings.threads, "worker threads, 0 for the library's setting")
+        ->check(CLI::Range(0, 4096));
+    unwrapApp->add_option("--preview", unwrap.settings.previewPath, "write a PNG picture of the atlas");
+    unwrapApp->add_option("--preview-size", unwrap.settings.previewSize, "preview width and height in pixels (default 1024)")
+        ->check(CLI::Range(64, 16384));
+    unwrapApp->add_flag("--json", unwrap.json, "print the summary as one JSON line");
+
+    qarnuv::StatsCommand stats;
+    CLI::App* statsApp = app.add_subcommand("stats", "quality figures of an atlas file (any tool's)");
+    statsApp->add_option("ATLAS", stats.atlas, "mesh with texture coordinates (.obj .ply .off)")->required();
+    statsApp->add_flag("--json", stats.json, "print the figures as one JSON line");
+    bool noOverlaps = false;
+    statsApp->add_flag("--no-overlaps", noOverlaps, "skip the overlap test (the slowest figure)");
+
+    qarnuv::DemoCommand demo;
+    CLI::App* demoApp = app.add_subcommand("demo", "make two test surfaces, unwrap them, write results and previews");
+    demoApp->add_option("--out", demo.folder, "folder for the files (default: the current folder)");
+    demoApp->add_option("--preview-size", demo.previewSize, "preview width and height in pixels (default 1024)")
+        ->check(CLI::Range(64, 16384));
+    demoApp->add_option("--threads", demo.threads, "worker threads, 0 for the library's setting")->check(CLI::Range(0, 4096));
+    demoApp->add_flag("--json", demo.json, "one JSON line per surface");
+
+    // A mistyped command gets named, rather than "a subcommand is required".
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--log") {
+            ++i;
+            continue;
+        }
+        if (word.empty() || word[0] == '-') continue;
+        if (word != "unwrap" && word != "stats" && word != "demo") {
+            qarnuv::PrintError("\"" + word + "\" is not a command: use unwrap, stats or demo (see qarnuv --help)");
+            return 2;
+        }
+        break;
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        if (e.get_exit_code() == 0) return app.exit(e);  // --help
+        qarnuv::PrintError(std::string(e.what()) + " (see qarnuv --help)");
+        return 2;
+    }
+    if (!logFile.empty()) ORVO::LogSystem::SetLogFileName(logFile);
+    if (unwrapApp->parsed()) return qarnuv::RunUnwrap(unwrap);
+    if (statsApp->parsed()) {
+        stats.overlaps = !noOverlaps;
+        return qarnuv::RunStats(stats);
+    }
+    return qarnuv::RunDemo(demo);
+}
