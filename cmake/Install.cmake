@@ -56,3 +56,9 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/QarnUVAtlas.pc.in
   ${PROJECT_BINARY_DIR}/QarnUVAtlas.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/QarnUVAtlas.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The command-line tool, when it is built, goes into bin/ and finds the
+# library through its relative run path.
+if(TARGET qarnuv)
+  install(TARGETS qarnuv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} OPTIONAL)
+endif()

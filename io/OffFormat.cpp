@@ -43,10 +43,7 @@ int Fail(std::string& error, const std::string& what, size_t line) {
     return STATUS_FAILED;
 }
 
-}  // namespace
-
-int _ParseOffMesh(const char* data, size_t size, MeshFileData& mesh, std::string& error) {
-    mesh = MeshFileData();
+int ParseOff(const char* data, size_t size, MeshFileData& mesh, std::string& error) {
     if (_HasNulByte(data, data + size)) {
         error = "binary data in a text file (binary OFF is not supported)";
         return STATUS_FAILED;
@@ -72,7 +69,7 @@ int _ParseOffMesh(const char* data, size_t size, MeshFileData& mesh, std::string
         return STATUS_FAILED;
     }
     p = _SkipBlanks(p, end);
-    if (p < end && std::strncmp(p, "BINARY", 6) == 0) {
+    if (end - p >= 6 && std::memcmp(p, "BINARY", 6) == 0) {
         error = "binary OFF is not supported";
         return STATUS_FAILED;
     }
@@ -133,7 +130,14 @@ int _ParseOffMesh(const char* data, size_t size, MeshFileData& mesh, std::string
             mesh.triangles.insert(mesh.triangles.end(), {polygon[0], polygon[c], polygon[c + 1]});
     }
     if (hasTex) mesh.triangleTexIds = mesh.triangles;
-    int status = _ValidateMeshData(mesh, error);
+    return _ValidateMeshData(mesh, error);
+}
+
+}  // namespace
+
+int _ParseOffMesh(const char* data, size_t size, MeshFileData& mesh, std::string& error) {
+    mesh = MeshFileData();
+    const int status = ParseOff(data, size, mesh, error);
     if (status != STATUS_SUCCESS) mesh = MeshFileData();
     return status;
 }

@@ -94,4 +94,12 @@ if command -v pkg-config > /dev/null 2>&1; then
     echo "pkg-config build runs"
 fi
 
+if [[ -x "$prefix/bin/qarnuv" ]]; then
+    echo "== installed command-line tool"
+    (cd "$work/run" && env -u LD_LIBRARY_PATH "$prefix/bin/qarnuv" --help > /dev/null) \
+        || fail "the installed qarnuv does not run"
+    ldd "$prefix/bin/qarnuv" | grep -q "$prefix" || fail "the installed qarnuv does not use the installed library"
+    echo "qarnuv runs from $prefix/bin"
+fi
+
 echo "install check passed"

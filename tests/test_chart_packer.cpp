@@ -3,12 +3,15 @@
 
 #include "tests/ChartPackCheck.h"
 #include "unfold/AtlasGrid.h"
+#include "unfold/ChartPackAttempt.h"
 #include "unfold/ChartPacker.h"
 #include "unfold/ChartRaster.h"
 #include "unfold/ChartShape.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -441,6 +444,129 @@ TEST(AtlasGrid, LowestPositionMatchesBruteForce) {
         ++placed;
     }
     EXPECT_GT(placed, 10);
+}
+
+// Random triangle images in their four quarter turns, as the packer builds them.
+std::vector<std::array<ORVO::ChartShape, 4>> TurnedShapes(unsigned seed, int count, int gap) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> uni(0, 1);
+    std::vector<std::array<ORVO::ChartShape, 4>> shapes(count);
+    for (auto& s : shapes) {
+        ORVO::BitImage image, turned;
+        const int w = 3 + static_cast<int>(uni(rng) * 20), h = 2 + static_cast<int>(uni(rng) * 6);
+        image.Reset(w, h);
+        const double a[2] = {0.3, 0.2}, b[2] = {w - 0.2, 0.5 + uni(rng) * (h - 1)},
+                     c[2] = {0.5 + uni(rng) * (w - 1), h - 0.3};
+        ORVO::_RasteriseTriangle(image, a, b, c);
+        ORVO::_MakeChartShape(image, gap, s[0]);
+        for (int t = 1; t < 4; ++t) {
+            ORVO::_RotateImage(image, t, turned);
+            ORVO::_MakeChartShape(turned, gap, s[t], &s[0], t);
+        }
+    }
+    return shapes;
+}
+
+// Both placement rules against an exhaustive search over every orientation and pixel,
+// with the square cap lowered as the shapes get smaller (as in a packing attempt).
+TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
+    const int size = 80, gap = 2;
+    for (int rule = 0; rule < 2; ++rule) {
+        auto shapes = TurnedShapes(31 + rule, 70, gap);
+        std::stable_sort(shapes.begin(), shapes.end(),
+                         [](const auto& a, const auto& b) { return a[0].pixelCount > b[0].pixelCount; });
+        int longestRun = 1, longestColumn = 1;
+        std::vector<int> cap(shapes.size() + 1, 1);
+        for (size_t i = shapes.size(); i-- > 0;) {
+            cap[i] = std::max(cap[i + 1], shapes[i][0].square);
+            for (const auto& s : shapes[i]) {
+                for (const auto& r : s.runs) longestRun = std::max(longestRun, r.length);
+                for (const auto& r : s.keyColumns) longestColumn = std::max(longestColumn, r.length);
+            }
+        }
+        ORVO::AtlasGrid grid;
+        grid.Reset(size, gap, longestRun, longestColumn, cap[0]);
+        int placed = 0;
+        for (size_t i = 0; i < shapes.size(); ++i) {
+            grid.LowerSquareCap(cap[i]);
+            const ORVO::ChartShape* four[4] = {&shapes[i][0], &shapes[i][1], &shapes[i][2], &shapes[i][3]};
+            int x = -1, y = -1;
+            const int found = rule == 0 ? grid.FindLowestPosition(four, 4, x, y)
+                                        : grid.FindLowestTopPosition(four, 4, x, y);
+            // Best key over all orientations and positions: (bottom or top row, column).
+            long long bestKey = -1;
+            for (int t = 0; t < 4; ++t)
+                for (int yy = 0; yy < size; ++yy)
+                    for (int xx = 0; xx < size; ++xx)
+                        if (grid.Fits(*four[t], xx, yy)) {
+                            const long long key = (rule == 0 ? yy : yy + four[t]->height) * 100000LL + xx;
+                            if (bestKey < 0 || key < bestKey) bestKey = key;
+                        }
+            if (bestKey < 0) {
+                EXPECT_EQ(found, -1);
+                continue;
+            }
+            ASSERT_GE(found, 0);
+            ASSERT_TRUE(grid.Fits(*four[found], x, y));
+            EXPECT_EQ((rule == 0 ? y : y + four[found]->height) * 100000LL + x, bestKey) << "shape " << i;
+            grid.Place(*four[found], x, y);
+            ++placed;
+        }
+        EXPECT_GT(placed, 20);
+    }
+}
+
+// Every order and placement rule the packer may pick yields a sound layout: the
+// placements of one attempt are turned into coordinates and checked independently.
+TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
+    const ChartSet set = MixedSet(23, 80);
+    std::vector<ORVO::PreparedChart> charts(set.uvs.size());
+    for (size_t k = 0; k < charts.size(); ++k) {
+        ORVO::PreparedChart& c = charts[k];
+        const std::vector<double>& uv = set.uvs[k];
+        double minU = 1e300, minV = 1e300;
+        for (size_t i = 0; i < uv.size(); i += 2) {
+            minU = std::min(minU, uv[i]);
+            minV = std::min(minV, uv[i + 1]);
+        }
+        for (size_t i = 0; i < uv.size(); i += 2) {
+            c.local.push_back(uv[i] - minU);
+            c.local.push_back(uv[i + 1] - minV);
+            c.extentU = std::max(c.extentU, uv[i] - minU);
+            c.extentV = std::max(c.extentV, uv[i + 1] - minV);
+        }
+    }
+    const int gridSize = 512, gap = 2;
+    const double scale = 0.6 / std::sqrt(set.Area());
+    const ORVO::PlacementRule rules[] = {ORVO::PlacementRule::LowestBottom, ORVO::PlacementRule::LowestTop};
+    const ORVO::PlacementOrder orders[] = {ORVO::PlacementOrder::Pixels, ORVO::PlacementOrder::BoxArea,
+                                           ORVO::PlacementOrder::BoxPerimeter};
+    for (ORVO::PlacementRule rule : rules)
+        for (ORVO::PlacementOrder order : orders) {
+            ORVO::ChartPackAttempt attempt(set.tris, charts, gridSize, gap, true);
+            const ORVO::PackAttemptResult r = attempt.Run(scale, {rule, order});
+            ASSERT_TRUE(r.success) << int(rule) << " " << int(order);
+            UVs packed = set.uvs;
+            const double pixelScale = scale * gridSize;
+            for (size_t k = 0; k < charts.size(); ++k) {
+                const ORVO::PixelFrame frame = ORVO::_MakePixelFrame(charts[k], pixelScale);
+                const ORVO::ChartPlacement& p = r.placements[k];
+                for (size_t i = 0; i + 1 < packed[k].size(); i += 2) {
+                    double x, y;
+                    ORVO::_TurnPoint(charts[k].local[i] * pixelScale + frame.offsetX,
+                                     charts[k].local[i + 1] * pixelScale + frame.offsetY, p.turns, frame, x, y);
+                    packed[k][i] = (x + p.x) / gridSize;
+                    packed[k][i + 1] = (y + p.y) / gridSize;
+                }
+            }
+            const packcheck::Report rep = packcheck::CheckPacking(set.tris, packed, (gap - 1e-6) / gridSize);
+            EXPECT_TRUE(rep.inside) << rep.firstProblem;
+            EXPECT_EQ(rep.closePairs, 0) << rep.firstProblem;
+            std::string problem;
+            double common = 0;
+            EXPECT_TRUE(packcheck::CheckRigid(set.tris, set.uvs, packed, &common, &problem)) << problem;
+            EXPECT_NEAR(common, scale, 1e-7 * scale);
+        }
 }
 
 // The checker itself must see what it is meant to catch.

@@ -680,6 +680,50 @@ TEST(ParserErrors, MalformedCorpusGivesOneCleanErrorEach) {
     EXPECT_EQ(lines, names.size());
 }
 
+// The format layer on its own: a rejected file leaves no data in the output
+// (the readers are also run by the fuzz targets under the same rule).
+TEST(ParserErrors, ReadersLeaveNothingBehindOnFailure) {
+    std::string source = __FILE__;
+    const std::string folder = source.substr(0, source.find_last_of('/')) + "/data/malformed";
+    DIR* dir = opendir(folder.c_str());
+    ASSERT_NE(dir, nullptr) << folder;
+    int checked = 0;
+    while (dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        const std::string ext = name.substr(name.find_last_of('.') + 1);
+        const std::string bytes = ReadBytes(folder + "/" + name);
+        ORVO::MeshFileData mesh;
+        ORVO::CloudFileData cloud;
+        std::string error;
+        int status = 0;
+        if (name.compare(0, 6, "cloud_") == 0 || ext == "asc") {
+            if (ext == "asc") status = ORVO::_ParseAscCloud(bytes.data(), bytes.size(), cloud, error);
+            else if (ext == "ply") status = ORVO::_ParsePlyCloud(bytes.data(), bytes.size(), cloud, error);
+            else if (ext == "obj") status = ORVO::_ParseObjCloud(bytes.data(), bytes.size(), cloud, error);
+            else continue;
+        } else if (ext == "obj") {
+            status = ORVO::_ParseObjMesh(bytes.data(), bytes.size(), mesh, error);
+        } else if (ext == "ply") {
+            status = ORVO::_ParsePlyMesh(bytes.data(), bytes.size(), mesh, error);
+        } else if (ext == "stl") {
+            status = ORVO::_ParseStlMesh(bytes.data(), bytes.size(), mesh, error);
+        } else if (ext == "off") {
+            status = ORVO::_ParseOffMesh(bytes.data(), bytes.size(), mesh, error);
+        } else {
+            continue;
+        }
+        ++checked;
+        EXPECT_EQ(status, -3) << name;
+        EXPECT_FALSE(error.empty()) << name;
+        EXPECT_TRUE(mesh.positions.empty() && mesh.triangles.empty() && mesh.texCoords.empty() &&
+                    mesh.triangleTexIds.empty() && mesh.normals.empty())
+            << name;
+        EXPECT_TRUE(cloud.positions.empty() && cloud.normals.empty() && cloud.gridPoints.empty()) << name;
+    }
+    closedir(dir);
+    EXPECT_GE(checked, 80);
+}
+
 TEST(ParserErrors, EveryTruncationOfABinaryFileFails) {
     TriMesh mesh = testmesh::Icosphere(1);
     std::vector<double> tex;

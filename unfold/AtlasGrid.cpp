@@ -154,25 +154,60 @@ void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
 // Recomputes the free squares that may have shrunk after pixels in x0..x1, y0..y1 were
 // marked: those with a corner at most mCap to the left of or below the change.
 void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
-    x0 = std::max(0, x0 - mCap);
-    y0 = std::max(0, y0 - mCap);
-    x1 = std::min(mSize - 1, x1);
+    // Pixels of rows y0..y1, columns x0..x1 may have been marked. A square entry depends
+    // on the entries right of it and above it, so changes spread only left and down:
+    // each row is recomputed from the right end of the changes in the row above (or of
+    // the marked columns) leftwards, until an unchanged entry leaves nothing to spread.
+    const int markLo = std::max(0, x0), markHi = std::min(mSize - 1, x1);
     y1 = std::min(mSize - 1, y1);
-    if (x0 > x1 || y0 > y1) return;
+    if (markLo > markHi || y1 < 0) return;
+    const int yStop = std::max(0, y0 - mCap);
     const int blocks = (mSize + 63) / 64;
-    for (int y = y1; y >= y0; --y) {
+    int upLo = mSize, upHi = -1;  // changed columns of the row above
+    for (int y = y1; y >= yStop; --y) {
+        const bool marked = y >= y0;
+        if (!marked && upHi < 0) break;
         int16_t* sq = SquareRow(y);
         const int16_t* up = SquareRow(y + 1);
         const uint64_t* free0 = MaskRow(mHorizontal, 0, y);
-        for (int x = x1; x >= x0; --x) {
-            if (!((free0[x >> 6] >> (x & 63)) & 1u)) {
-                sq[x] = 0;
-            } else {
-                const int v = 1 + std::min({int(sq[x + 1]), int(up[x]), int(up[x + 1])});
-                sq[x] = static_cast<int16_t>(std::min(v, mCap));
+        const int start = marked ? std::max(markHi, upHi) : upHi;
+        int lo = mSize, hi = -1;
+        for (int x = start; x >= 0; --x) {
+            if ((x & 63) == 63 && free0[x >> 6] == 0) {
+                // A whole word of marked pixels: all entries become 0.
+                int16_t* word = sq + (x - 63);
+                int first = -1, last = -1;
+                for (int i = 0; i < 64; ++i)
+                    if (word[i] != 0) {  // zero under any cap
+                        if (first < 0) first = i;
+                        last = i;
+                    }
+                if (first >= 0) {
+                    std::fill(word, word + 64, int16_t(0));
+                    lo = x - 63 + first;
+                    if (hi < 0) hi = x - 63 + last;
+                }
+                x -= 63;
+                continue;
+            }
+            int16_t v = 0;
+            if ((free0[x >> 6] >> (x & 63)) & 1u)
+                v = static_cast<int16_t>(std::min(1 + std::min({int(sq[x + 1]), int(up[x]), int(up[x + 1])}), mCap));
+            // Entries above the cap (left from a larger one) count as the cap: only a
+            // change of the capped value reaches the neighbours.
+            if (v != std::min<int>(sq[x], mCap)) {
+                sq[x] = v;
+                lo = x;
+                if (hi < 0) hi = x;
+            } else if (x + 1 < upLo && (!marked || x < markLo)) {
+                // Nothing left of here differs from before: its inputs are all unchanged.
+                break;
             }
         }
-        for (int cell = x0 >> 3; cell <= (x1 >> 3); ++cell) {
+        upLo = lo;
+        upHi = hi;
+        if (hi < 0) continue;
+        for (int cell = lo >> 3; cell <= (hi >> 3); ++cell) {
             int16_t m = 0;
             for (int x = 8 * cell, e = std::min(mSize, 8 * cell + 8); x < e; ++x) m = std::max(m, sq[x]);
             // Squares only shrink: clear the levels above the new one, up to the first
@@ -185,7 +220,7 @@ void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
             }
         }
         int16_t* blockMax = &mBlockSquare[static_cast<size_t>(y) * blocks];
-        for (int b = x0 >> 6; b <= (x1 >> 6); ++b) {
+        for (int b = lo >> 6; b <= (hi >> 6); ++b) {
             int16_t m = 0;
             for (int x = 64 * b, e = std::min(mSize, 64 * b + 64); x < e; ++x) m = std::max(m, sq[x]);
             blockMax[b] = m;
@@ -297,7 +332,7 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
     return -1;
 }
 
-int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
+bool AtlasGrid::CandidateRows(const ChartShape* const* shapes, int count) const {
     // Per shape, the rows where every probe's row holds a free square as large as the
     // probe; only those rows are searched, lowest first.
     const int rowWords = (mSize + 63) / 64;
@@ -317,6 +352,22 @@ int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, in
         }
         for (int j = 0; j < rowWords; ++j) any[j] |= r[j];
     }
+    for (int j = 0; j < rowWords; ++j)
+        if (any[j]) return true;
+    return false;
+}
+
+bool AtlasGrid::ProbeRowsFree(const ChartShape& s, int y) const {
+    for (const PixelRun& p : s.probes)
+        if (mRowSquare[y + p.y] < std::min(p.length, mCap)) return false;
+    return true;
+}
+
+int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
+    if (!CandidateRows(shapes, count)) return -1;
+    const int rowWords = (mSize + 63) / 64;
+    const std::vector<uint64_t>& rows = mRowScratch;
+    const uint64_t* any = &rows[static_cast<size_t>(count) * rowWords];
     for (int j = 0; j < rowWords; ++j) {
         for (uint64_t w = any[j]; w; w &= w - 1) {
             const int y = 64 * j + _LowestBit(w);
@@ -325,11 +376,7 @@ int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, in
                 if (!((rows[static_cast<size_t>(i) * rowWords + j] >> (y & 63)) & 1u)) continue;
                 const ChartShape& s = *shapes[i];
                 const int xEnd = std::min(best >= 0 ? bestX - 1 : mSize - s.width, mSize - s.width);
-                if (xEnd < 0) continue;
-                bool rowsOk = true;
-                for (size_t p = 0; p < s.probes.size() && rowsOk; ++p)
-                    rowsOk = mRowSquare[y + s.probes[p].y] >= std::min(s.probes[p].length, mCap);
-                if (!rowsOk) continue;
+                if (xEnd < 0 || !ProbeRowsFree(s, y)) continue;
                 const int found = FirstFitInRow(s, y, xEnd);
                 if (found >= 0) {
                     best = i;
@@ -343,6 +390,43 @@ int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, in
         }
     }
     return -1;
+}
+
+int AtlasGrid::FindLowestTopPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
+    if (!CandidateRows(shapes, count)) return -1;
+    const int rowWords = (mSize + 63) / 64;
+    const std::vector<uint64_t>& rows = mRowScratch;
+    const uint64_t* any = &rows[static_cast<size_t>(count) * rowWords];
+    int lowestHeight = mSize;
+    for (int i = 0; i < count; ++i) lowestHeight = std::min(lowestHeight, shapes[i]->height);
+    int best = -1, bestTop = 0;
+    // Shapes already placed at their lowest row: any later row only raises their top.
+    unsigned done = 0;
+    for (int j = 0; j < rowWords; ++j) {
+        for (uint64_t w = any[j]; w; w &= w - 1) {
+            const int y = 64 * j + _LowestBit(w);
+            if (best >= 0 && y + lowestHeight > bestTop) return best;
+            for (int i = 0; i < count; ++i) {
+                if ((done >> i) & 1u) continue;
+                if (!((rows[static_cast<size_t>(i) * rowWords + j] >> (y & 63)) & 1u)) continue;
+                const ChartShape& s = *shapes[i];
+                const int top = y + s.height;
+                if (best >= 0 && top > bestTop) continue;
+                int xEnd = mSize - s.width;
+                if (best >= 0 && top == bestTop) xEnd = std::min(xEnd, bestX - 1);
+                if (xEnd < 0 || !ProbeRowsFree(s, y)) continue;
+                const int found = FirstFitInRow(s, y, xEnd);
+                if (found >= 0) {
+                    done |= 1u << i;
+                    best = i;
+                    bestTop = top;
+                    bestX = found;
+                    bestY = y;
+                }
+            }
+        }
+    }
+    return best;
 }
 
 void AtlasGrid::Place(const ChartShape& shape, int x, int y) {

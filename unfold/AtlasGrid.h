@@ -44,6 +44,9 @@ public:
     // Lowest, then leftmost position among all `count` shapes (orientations of one chart).
     // Returns the index of the chosen shape and writes its position, or -1 when none fits.
     int FindLowestPosition(const ChartShape* const* shapes, int count, int& x, int& y) const;
+    // The position whose top row (y + height) is lowest, then leftmost, among all
+    // `count` shapes: a flat orientation wins over a taller one that fits a row lower.
+    int FindLowestTopPosition(const ChartShape* const* shapes, int count, int& x, int& y) const;
     // Marks the grown image of `shape` at (x, y); the caller has checked Fits.
     void Place(const ChartShape& shape, int x, int y);
     // One past the highest row holding an exact chart pixel.
@@ -115,6 +118,10 @@ private:
     int mRowWords64 = 0;
     std::vector<uint64_t> mRowLevels;  // [level][word]
     mutable std::vector<uint64_t> mRowScratch;
+    // Per shape, the rows where its probe squares all find room; `any` (after the
+    // count shapes) the union. Returns false when no shape fits anywhere.
+    bool CandidateRows(const ChartShape* const* shapes, int count) const;
+    bool ProbeRowsFree(const ChartShape& s, int y) const;
 };
 
 }  // namespace ORVO

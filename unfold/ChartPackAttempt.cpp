@@ -61,21 +61,32 @@ void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
     }
 }
 
-PackAttemptResult ChartPackAttempt::Run(double scale) {
+PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant) {
     PackAttemptResult result;
     result.scale = scale;
     const double pixelScale = scale * mGridSize;
     std::vector<int> order;
     long long totalPixels = 0;
+    // The images depend on the scale alone: another variant at the same scale reuses them.
+    const bool rebuild = scale != mShapeScale;
+    mShapeScale = 0;
     for (size_t k = 0; k < mCharts.size(); ++k) {
         if (mCharts[k].local.empty()) continue;
-        BuildShape(k, pixelScale);
+        if (rebuild) BuildShape(k, pixelScale);
         order.push_back(static_cast<int>(k));
         totalPixels += mShapes[k][0].grownCount;
     }
+    mShapeScale = scale;
     // Largest first: small charts then fill the gaps the large ones leave.
-    std::stable_sort(order.begin(), order.end(),
-                     [this](int a, int b) { return mShapes[a][0].pixelCount > mShapes[b][0].pixelCount; });
+    auto key = [this, &variant](int a) -> long long {
+        const ChartShape& s = mShapes[a][0];
+        switch (variant.order) {
+            case PlacementOrder::BoxArea: return static_cast<long long>(s.width) * s.height;
+            case PlacementOrder::BoxPerimeter: return s.width + s.height;
+            default: return s.pixelCount;
+        }
+    };
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return key(a) > key(b); });
 
     const int turnCount = mRotate ? 4 : 1;
     int longestRun = 1, longestColumn = 1;
@@ -97,7 +108,8 @@ PackAttemptResult ChartPackAttempt::Run(double scale) {
         for (int t = 0; t < turnCount; ++t) shapes[t] = &mShapes[k][t];
         mGrid.LowerSquareCap(squareCap[i]);
         int x = 0, y = 0;
-        const int t = mGrid.FindLowestPosition(shapes, turnCount, x, y);
+        const int t = variant.rule == PlacementRule::LowestTop ? mGrid.FindLowestTopPosition(shapes, turnCount, x, y)
+                                                       : mGrid.FindLowestPosition(shapes, turnCount, x, y);
         if (t < 0) {
             result.success = false;
             result.usedHeight = mGridSize;

@@ -49,6 +49,25 @@ struct PackAttemptResult {
     std::vector<ChartPlacement> placements;
 };
 
+// Where each chart goes among the free positions of its orientations.
+enum class PlacementRule {
+    LowestBottom,  // lowest bottom row, then leftmost
+    LowestTop,     // lowest top row, then leftmost: favours lying flat
+};
+
+// Order in which the charts are placed, largest first by one of these measures.
+enum class PlacementOrder {
+    Pixels,      // covered pixels
+    BoxArea,     // pixels of the bounding box
+    BoxPerimeter // width + height of the bounding box
+};
+
+// One way of packing: how charts are ordered and where each one goes.
+struct PackVariant {
+    PlacementRule rule = PlacementRule::LowestBottom;
+    PlacementOrder order = PlacementOrder::Pixels;
+};
+
 // Owns the images and the grid of one attempt; reusable for further scales.
 class ChartPackAttempt {
 public:
@@ -59,7 +78,7 @@ public:
 
     // Rasterises every chart at `scale` (chart units to the unit square) and places
     // them all, or stops at the first chart that finds no room.
-    PackAttemptResult Run(double scale);
+    PackAttemptResult Run(double scale, const PackVariant& variant = PackVariant());
 
 private:
     void BuildShape(size_t k, double pixelScale);
@@ -70,6 +89,7 @@ private:
     int mGap;
     bool mRotate;
     std::vector<std::array<ChartShape, 4>> mShapes;
+    double mShapeScale = 0;  // scale the shapes were built at (0: none yet)
     std::vector<double> mPixels;
     BitImage mImage;
     BitImage mTurned;

@@ -11,8 +11,6 @@
 #include <limits>
 #include <memory>
 #include <thread>
-#include <cstdio>
-#include <cstdlib>
 
 namespace ORVO {
 
@@ -146,6 +144,8 @@ public:
     }
 
     bool HasSuccess() const { return mLo > 0; }
+    // The lowest scale above the best success that failed, or kNoScale.
+    double LowestFailure() const { return mHi; }
     bool Done() const {
         if (mLo >= mMax) return true;
         return mLo > 0 && mHi != kNoScale && mHi / mLo < mPrecision;
@@ -161,32 +161,37 @@ private:
     double mHiPlaced = 0;
 };
 
-// Step between the scales tried above the best success once the search has ended.
-constexpr double kRefineStep = 1.004;
+// First step above the best success once the search has ended, and the step below
+// which a further step is not worth an attempt.
+constexpr double kRefineStep = 1.008;
+constexpr double kRefineMinStep = 1.002;
 
 // Attempts spent above the best success. One attempt costs roughly a fixed amount for
 // the grid plus an amount per chart; large sets have already used most of their time.
+// Extra attempts after the scale search. Many small charts already pack
+// evenly, and the extra attempts measured no gain there, only time.
 int RefineBudget(size_t chartCount) {
     if (chartCount <= 200) return 8;
-    if (chartCount <= 1000) return 4;
-    return 2;
+    if (chartCount <= 1000) return 2;
+    return 0;
 }
 
-// Runs one attempt per scale, the second (if any) on a thread of its own.
+// Runs one attempt per scale and variant, the second (if any) on a thread of its own.
 std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPackAttempt>>& attempts,
-                                           const std::vector<double>& scales) {
+                                           const std::vector<double>& scales,
+                                           const std::vector<PackVariant>& variants) {
     std::vector<PackAttemptResult> results(scales.size());
     if (scales.size() > 1 && attempts.size() > 1) {
         std::exception_ptr failure;
         std::thread helper([&] {
             try {
-                results[1] = attempts[1]->Run(scales[1]);
+                results[1] = attempts[1]->Run(scales[1], variants[1]);
             } catch (...) {
                 failure = std::current_exception();
             }
         });
         try {
-            results[0] = attempts[0]->Run(scales[0]);
+            results[0] = attempts[0]->Run(scales[0], variants[0]);
         } catch (...) {
             helper.join();
             throw;
@@ -194,7 +199,7 @@ std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPack
         helper.join();
         if (failure) std::rethrow_exception(failure);
     } else {
-        for (size_t i = 0; i < scales.size(); ++i) results[i] = attempts[0]->Run(scales[i]);
+        for (size_t i = 0; i < scales.size(); ++i) results[i] = attempts[0]->Run(scales[i], variants[i]);
     }
     return results;
 }
@@ -221,7 +226,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    const int grid = getenv("QPG4") ? 4096 : GridSize(options.resolution);
+    const int grid = GridSize(options.resolution);
     // The gap in grid pixels, rounded up when the grid is coarser than the texture.
     const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
     // Every chart must fit across the square with its one-pixel frame margin.
@@ -252,7 +257,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     int attemptCount = 0;
     while (!search.Done()) {
         if (attemptCount >= (search.HasSuccess() ? attemptLimit : attemptLimitWithoutSuccess)) break;
-        std::vector<PackAttemptResult> results = RunAttempts(attempts, search.Propose(workers));
+        const std::vector<double> scales = search.Propose(workers);
+        std::vector<PackAttemptResult> results =
+            RunAttempts(attempts, scales, std::vector<PackVariant>(scales.size()));
         for (PackAttemptResult& r : results) {
             ++attemptCount;
             _LogDetail("PackUVAtlas: update discrete = ", r.scale, " utilization ", r.scale * r.scale * texArea,
@@ -266,24 +273,45 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     }
 
     // Near the limit, whether a scale packs depends on how the charts happen to fall, not
-    // on the scale alone: scales a little above the best success often pack too. A ladder
-    // of such scales is tried while the budget lasts; small sets pack fast and get more.
+    // on the scale alone: a scale a little above the best success often packs with another
+    // order or placement rule. Each step up is tried with the variants in turn until one
+    // places every chart; the ladder ends when none does or the budget is spent.
+    static const PackVariant kVariants[] = {
+        {PlacementRule::LowestBottom, PlacementOrder::Pixels},
+        {PlacementRule::LowestTop, PlacementOrder::Pixels},
+        {PlacementRule::LowestBottom, PlacementOrder::BoxArea},
+        {PlacementRule::LowestTop, PlacementOrder::BoxPerimeter},
+    };
+    const size_t variantCount = sizeof(kVariants) / sizeof(kVariants[0]);
     int refineLeft = RefineBudget(chartCount);
-    double ladder = best.scale;
-    while (refineLeft > 0 && best.scale < maxScale) {
-        std::vector<double> scales;
-        for (int w = 0; w < workers && refineLeft > 0; ++w, --refineLeft) {
-            ladder *= kRefineStep;
-            scales.push_back(std::min(ladder, maxScale));
-        }
-        std::vector<PackAttemptResult> results = RunAttempts(attempts, scales);
-        for (PackAttemptResult& r : results) {
-            ++attemptCount;
-            if (r.success && r.scale > best.scale) {
-                best = std::move(r);
+    double step = kRefineStep;
+    while (refineLeft > 0 && best.scale < maxScale && step > kRefineMinStep) {
+        // With attempts for a few rungs, a step past a failure of the search pays off
+        // more often than not; with fewer, the middle of the bracket is the surer gain.
+        const double failed = search.LowestFailure();
+        double next = std::min(best.scale * step, maxScale);
+        if (failed > best.scale && failed < next && refineLeft < 2 * static_cast<int>(variantCount))
+            next = std::sqrt(best.scale * failed);
+        bool placed = false;
+        // The search's own variant already failed at or below this scale.
+        for (size_t v = next >= failed ? 1 : 0; v < variantCount && !placed && refineLeft > 0;) {
+            std::vector<double> scales;
+            std::vector<PackVariant> variants;
+            for (int w = 0; w < workers && v < variantCount && refineLeft > 0; ++w, ++v, --refineLeft) {
+                scales.push_back(next);
+                variants.push_back(kVariants[v]);
+            }
+            std::vector<PackAttemptResult> results = RunAttempts(attempts, scales, variants);
+            for (PackAttemptResult& r : results) {
+                ++attemptCount;
+                if (r.success && !placed) {
+                    placed = true;
+                    best = std::move(r);
+                }
             }
         }
-        if (getenv("QPDBG")) fprintf(stderr, "refine %g best %g\n", ladder, best.scale);
+        // No variant reached that far: aim closer.
+        if (!placed) step = std::sqrt(step);
     }
 
     const double pixelScale = best.scale * grid;
@@ -302,7 +330,6 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         }
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (getenv("QPDBG")) fprintf(stderr, "pack %zu charts %d attempts %.4fs util %.4f\n", chartCount, attemptCount, seconds, best.scale * best.scale * texArea);
     _LogDetail("UnfoldMesh::PackAtlas time: ", seconds);
     if (stats) {
         stats->utilization = best.scale * best.scale * texArea;
