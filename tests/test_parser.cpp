@@ -4,6 +4,7 @@
 #include <QarnUVAtlas/PointCloud.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "TestFiles.h"
 #include "TestMeshes.h"
 #include "io/FileData.h"
 
@@ -30,41 +31,13 @@ using ORVO::PointCloud;
 using ORVO::TriMesh;
 using ORVO::Vector3;
 
-// A scratch folder removed with everything in it at the end of a test.
-class ScratchDir {
-public:
-    ScratchDir() {
-        char pattern[] = "/tmp/qarn_parser_XXXXXX";
-        const char* made = mkdtemp(pattern);
-        mPath = made ? made : "/tmp";
-    }
-    ~ScratchDir() {
-        if (DIR* dir = opendir(mPath.c_str())) {
-            while (dirent* entry = readdir(dir)) {
-                std::string name = entry->d_name;
-                if (name != "." && name != "..") std::remove((mPath + "/" + name).c_str());
-            }
-            closedir(dir);
-        }
-        rmdir(mPath.c_str());
-    }
-    std::string operator/(const std::string& name) const { return mPath + "/" + name; }
-
-private:
-    std::string mPath;
-};
+using testfiles::ScratchDir;
 
 void WriteBytes(const std::string& path, const std::string& bytes) {
     std::ofstream out(path, std::ios::binary);
     out << bytes;
 }
 
-std::string ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 // A sphere whose coordinates have full-precision mantissas, a few values that
 // text formats get wrong easily (denormals, -0, large and tiny magnitudes).
@@ -207,8 +180,8 @@ TEST(ParserRoundTrip, PlyBinaryIsBitExactInBothByteOrders) {
     std::vector<int> ids;
     SeamedTexCoords(mesh, tex, ids);
     ASSERT_EQ(Parser::ExportTriMesh(dir / "m.PLY", &mesh, &tex, &ids), 0) << Parser::GetLastError();
-    EXPECT_NE(ReadBytes(dir / "m.PLY").find("format binary_little_endian 1.0"), std::string::npos);
-    EXPECT_NE(ReadBytes(dir / "m.PLY").find("property list uchar float texcoord"), std::string::npos);
+    EXPECT_NE(testfiles::ReadFile(dir / "m.PLY").find("format binary_little_endian 1.0"), std::string::npos);
+    EXPECT_NE(testfiles::ReadFile(dir / "m.PLY").find("property list uchar float texcoord"), std::string::npos);
     TriMesh back;
     std::vector<double> backTex;
     std::vector<int> backIds;
@@ -254,7 +227,7 @@ TEST(ParserRoundTrip, StlWeldsBackToTheSameMesh) {
         mesh.SetVertexCoord(v, Vector3(static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)));
     }
     ASSERT_EQ(Parser::ExportTriMesh(dir / "m.stl", &mesh), 0) << Parser::GetLastError();
-    EXPECT_EQ(ReadBytes(dir / "m.stl").size(), 84u + 50u * mesh.GetTriangleCount());
+    EXPECT_EQ(testfiles::ReadFile(dir / "m.stl").size(), 84u + 50u * mesh.GetTriangleCount());
     TriMesh back;
     ASSERT_EQ(Parser::ImportTriMesh(dir / "m.stl", &back), 0) << Parser::GetLastError();
     // Welding numbers vertices by first use: same count, same corners per face.
@@ -280,7 +253,7 @@ TEST(ParserRoundTrip, OffKeepsPositionsFacesAndPerVertexTexCoords) {
         tex.push_back(1.0 - v / 11.0);
     }
     ASSERT_EQ(Parser::ExportTriMesh(dir / "m.off", &mesh, &tex), 0) << Parser::GetLastError();
-    EXPECT_EQ(ReadBytes(dir / "m.off").compare(0, 6, "STOFF\n"), 0);
+    EXPECT_EQ(testfiles::ReadFile(dir / "m.off").compare(0, 6, "STOFF\n"), 0);
     TriMesh back;
     std::vector<double> backTex;
     std::vector<int> backIds;
@@ -669,7 +642,7 @@ TEST(ParserErrors, MalformedCorpusGivesOneCleanErrorEach) {
     ORVO::LogSystem::SetLogFileName("QarnUVAtlas.txt");
     for (const char* ext : {"obj", "ply", "stl", "off", "asc"}) EXPECT_GE(perFormat[ext], 5) << ext;
     // One log line per failure, each naming the operation and the file.
-    std::istringstream log(ReadBytes(logPath));
+    std::istringstream log(testfiles::ReadFile(logPath));
     std::string line;
     size_t lines = 0;
     while (std::getline(log, line)) {
@@ -691,7 +664,7 @@ TEST(ParserErrors, ReadersLeaveNothingBehindOnFailure) {
     while (dirent* entry = readdir(dir)) {
         const std::string name = entry->d_name;
         const std::string ext = name.substr(name.find_last_of('.') + 1);
-        const std::string bytes = ReadBytes(folder + "/" + name);
+        const std::string bytes = testfiles::ReadFile(folder + "/" + name);
         ORVO::MeshFileData mesh;
         ORVO::CloudFileData cloud;
         std::string error;

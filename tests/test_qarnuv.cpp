@@ -4,6 +4,7 @@
 #include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "TestFiles.h"
 #include "TestMeshes.h"
 
 #include <gtest/gtest.h>
@@ -26,36 +27,8 @@ namespace {
 
 using ORVO::TriMesh;
 
-class ScratchDir {
-public:
-    ScratchDir() {
-        char pattern[] = "/tmp/qarn_cli_XXXXXX";
-        const char* made = mkdtemp(pattern);
-        mPath = made ? made : "/tmp";
-    }
-    ~ScratchDir() {
-        if (DIR* dir = opendir(mPath.c_str())) {
-            while (dirent* entry = readdir(dir)) {
-                std::string name = entry->d_name;
-                if (name != "." && name != "..") std::remove((mPath + "/" + name).c_str());
-            }
-            closedir(dir);
-        }
-        rmdir(mPath.c_str());
-    }
-    const std::string& Path() const { return mPath; }
-    std::string operator/(const std::string& name) const { return mPath + "/" + name; }
+using testfiles::ScratchDir;
 
-private:
-    std::string mPath;
-};
-
-std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 struct Outcome {
     int exitCode = -1;
@@ -85,8 +58,8 @@ Outcome RunProgram(const std::vector<std::string>& args, const std::string& fold
     Outcome result;
     int status = 0;
     if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
-    result.out = ReadText(outPath);
-    result.err = ReadText(errPath);
+    result.out = testfiles::ReadFile(outPath);
+    result.err = testfiles::ReadFile(errPath);
     std::remove(outPath.c_str());
     std::remove(errPath.c_str());
     return result;
@@ -155,7 +128,7 @@ std::vector<std::string> Lines(const std::string& text) {
 
 // Width and height from a PNG's IHDR chunk, or (0, 0) when it is not a PNG.
 std::pair<int, int> PngSize(const std::string& path) {
-    const std::string bytes = ReadText(path);
+    const std::string bytes = testfiles::ReadFile(path);
     if (bytes.size() < 24 || bytes.compare(0, 8, "\x89PNG\r\n\x1a\n") != 0 || bytes.compare(12, 4, "IHDR") != 0)
         return {0, 0};
     auto big = [&](size_t at) {
@@ -405,7 +378,7 @@ TEST(Qarnuv, BlenderReadsTheWrittenTexCoords) {
     Outcome b = RunProgram({blender, "-b", "--factory-startup", "--python-exit-code", "3", "--python-expr", script},
                            dir.Path());
     ASSERT_EQ(b.exitCode, 0) << b.out << b.err;
-    std::istringstream in(ReadText(dir / "blender.txt"));
+    std::istringstream in(testfiles::ReadFile(dir / "blender.txt"));
     int objects = 0, vertices = 0, polygons = 0, loops = 0, uvs = 0;
     ASSERT_TRUE(in >> objects >> vertices >> polygons >> loops >> uvs) << b.out << b.err;
     EXPECT_EQ(objects, 1);
