@@ -19,17 +19,21 @@
 #include <utility>
 #include <vector>
 
+#include "TestFiles.h"
+
 namespace flatten_test {
 
 using ORVO::TriMesh;
 using ORVO::Vector2;
 using ORVO::Vector3;
 
-inline std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
+using testfiles::ReadFile;
+
+// True when no value is NaN or infinite.
+inline bool AllFinite(const std::vector<double>& values) {
+    for (double v : values)
+        if (!std::isfinite(v)) return false;
+    return true;
 }
 
 // A strip over the (s, r) rectangle [0, facets] x [0, 1]: s runs across

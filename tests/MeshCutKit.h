@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <set>
 #include <sstream>
@@ -20,6 +21,8 @@
 #include <unistd.h>
 #include <utility>
 #include <vector>
+
+#include "TestFiles.h"
 
 namespace meshcut {
 
@@ -35,12 +38,7 @@ inline std::vector<Tri> Triangles(const ITriMesh& mesh) {
     return out;
 }
 
-inline std::string ReadText(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+inline std::string ReadText(const std::string& name) { return testfiles::ReadFile(name); }
 
 // ---------------------------------------------------------------- meshes
 
@@ -127,6 +125,18 @@ inline TriMesh Cube(bool open) {
 inline std::string SharedMesh(const std::string& name) {
     const std::string path = std::string(QARN_SHARED_DIR) + "/meshes/" + name;
     return access(path.c_str(), R_OK) == 0 ? path : std::string();
+}
+
+// The shared meshes among `names` that can be read, as (name, path) pairs in
+// the order given; empty when the shared folder is absent.
+inline std::vector<std::pair<std::string, std::string>> PresentSharedMeshes(
+    std::initializer_list<const char*> names) {
+    std::vector<std::pair<std::string, std::string>> present;
+    for (const char* name : names) {
+        std::string path = SharedMesh(name);
+        if (!path.empty()) present.emplace_back(name, std::move(path));
+    }
+    return present;
 }
 
 // The mesh of an OBJ file (any format the library reads), through the

@@ -20,6 +20,17 @@ namespace testmesh {
 using ORVO::TriMesh;
 using ORVO::Vector3;
 
+// Unit square in z = 0 as two triangles, counter-clockwise seen from +z,
+// appended to `mesh` (ids 0..3 and faces 0, 1 when the mesh starts empty).
+inline void AddSquare(TriMesh& mesh) {
+    mesh.InsertVertex(Vector3(0, 0, 0));
+    mesh.InsertVertex(Vector3(1, 0, 0));
+    mesh.InsertVertex(Vector3(1, 1, 0));
+    mesh.InsertVertex(Vector3(0, 1, 0));
+    mesh.InsertTriangle(0, 1, 2);
+    mesh.InsertTriangle(0, 2, 3);
+}
+
 // Subdivided icosahedron projected on a sphere: closed, genus 0.
 inline TriMesh Icosphere(int subdivisions, double radius = 1.0, Vector3 centre = Vector3()) {
     const double t = (1.0 + std::sqrt(5.0)) / 2.0;
@@ -76,6 +87,32 @@ inline TriMesh Torus(int ring, int tube, double major = 1.0, double minor = 0.35
             mesh.InsertTriangle(a, c, d);
         }
     }
+    return mesh;
+}
+
+// Latitude-longitude sphere of radius r centred at the origin: vertex 0 is the
+// north pole, then rings - 1 rings of `segments` vertices, the south pole last.
+// Closed, outward-facing triangles.
+inline TriMesh Sphere(double r, int rings, int segments) {
+    TriMesh mesh;
+    const int top = mesh.InsertVertex(Vector3(0, 0, r));
+    for (int i = 1; i < rings; ++i) {
+        const double theta = M_PI * i / rings;
+        for (int j = 0; j < segments; ++j) {
+            const double phi = 2.0 * M_PI * j / segments;
+            mesh.InsertVertex(Vector3(r * std::sin(theta) * std::cos(phi),
+                                      r * std::sin(theta) * std::sin(phi), r * std::cos(theta)));
+        }
+    }
+    const int bottom = mesh.InsertVertex(Vector3(0, 0, -r));
+    auto ring = [&](int i, int j) { return 1 + (i - 1) * segments + (j % segments); };
+    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(top, ring(1, j), ring(1, j + 1));
+    for (int i = 1; i + 1 < rings; ++i)
+        for (int j = 0; j < segments; ++j) {
+            mesh.InsertTriangle(ring(i, j), ring(i + 1, j), ring(i + 1, j + 1));
+            mesh.InsertTriangle(ring(i, j), ring(i + 1, j + 1), ring(i, j + 1));
+        }
+    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(ring(rings - 1, j), bottom, ring(rings - 1, j + 1));
     return mesh;
 }
 

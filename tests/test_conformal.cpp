@@ -19,12 +19,6 @@ using namespace flatten_test;
 
 namespace {
 
-bool AllFinite(const std::vector<double>& values) {
-    for (double v : values)
-        if (!std::isfinite(v)) return false;
-    return true;
-}
-
 TriMesh Octahedron() {
     TriMesh m;
     for (const Vector3& p : {Vector3(1, 0, 0), Vector3(-1, 0, 0), Vector3(0, 1, 0), Vector3(0, -1, 0),

@@ -354,12 +354,9 @@ TEST(MakeManifold, NullArgumentsAreInvalid) {
 }
 
 TEST(MakeManifold, ScannedMeshesBecomeManifold) {
-    const char* names[] = {"suzanne.obj", "teapot.obj", "ogre.obj", "meshroom_scan.obj"};
-    int tried = 0;
-    for (const char* name : names) {
-        const std::string path = SharedMesh(name);
-        if (path.empty()) continue;
-        ++tried;
+    const auto present = PresentSharedMeshes({"suzanne.obj", "teapot.obj", "ogre.obj", "meshroom_scan.obj"});
+    if (present.empty()) GTEST_SKIP() << "shared meshes not found under " << QARN_SHARED_DIR;
+    for (const auto& [name, path] : present) {
         TriMesh mesh;
         ASSERT_TRUE(ReadObj(path, mesh)) << name;
         const auto tris = Triangles(mesh);
@@ -373,7 +370,6 @@ TEST(MakeManifold, ScannedMeshesBecomeManifold) {
             EXPECT_GT(out.GetVertexCount(), mesh.GetVertexCount()) << name;
         }
     }
-    if (tried == 0) GTEST_SKIP() << "shared meshes not found under " << QARN_SHARED_DIR;
 }
 
 // ================================================================ ConsolidateDegenerateTriangles
@@ -515,12 +511,9 @@ TEST(ConsolidateDegenerateTriangles, InvalidArgumentsAreRejected) {
 }
 
 TEST(ConsolidateDegenerateTriangles, ScannedMeshesLoseTheirDegeneracies) {
-    const char* names[] = {"ogre.obj", "teapot.obj", "suzanne.obj", "meshroom_scan.obj"};
-    int tried = 0;
-    for (const char* name : names) {
-        const std::string path = SharedMesh(name);
-        if (path.empty()) continue;
-        ++tried;
+    const auto present = PresentSharedMeshes({"ogre.obj", "teapot.obj", "suzanne.obj", "meshroom_scan.obj"});
+    if (present.empty()) GTEST_SKIP() << "shared meshes not found under " << QARN_SHARED_DIR;
+    for (const auto& [name, path] : present) {
         TriMesh mesh;
         ASSERT_TRUE(ReadObj(path, mesh)) << name;
         const std::vector<Vector3> before = Coords(mesh);
@@ -547,5 +540,4 @@ TEST(ConsolidateDegenerateTriangles, ScannedMeshesLoseTheirDegeneracies) {
         }
         EXPECT_EQ(turned, 0) << name;
     }
-    if (tried == 0) GTEST_SKIP() << "shared meshes not found under " << QARN_SHARED_DIR;
 }

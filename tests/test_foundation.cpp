@@ -4,6 +4,7 @@
 
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -17,12 +18,7 @@
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 // --- Clock ---------------------------------------------------------------
 

@@ -3,6 +3,7 @@
 #include <QarnUVAtlas/TriMesh.h>
 
 #include "TestMeshes.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -29,12 +30,7 @@ using ORVO::Vertex3D;
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 TriMesh MakeMesh(const std::vector<Vector3>& coords, const std::vector<std::array<int, 3>>& tris) {
     TriMesh mesh;

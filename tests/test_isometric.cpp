@@ -25,12 +25,6 @@ using namespace flatten_test;
 
 namespace {
 
-bool AllFinite(const std::vector<double>& values) {
-    for (double v : values)
-        if (!std::isfinite(v)) return false;
-    return true;
-}
-
 // Conformal layout, then the isometric optimisation; both must succeed.
 void Flatten(const TriMesh& mesh, int iterations, std::vector<double>* conformal, std::vector<double>* isometric) {
     ASSERT_EQ(UnfoldMesh::ConformalMap(&mesh, nullptr, nullptr, conformal), 0);

@@ -1,6 +1,7 @@
 #include <QarnUVAtlas/Foundation.h>
 
 #include "foundation/LogLine.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -10,12 +11,7 @@
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 TEST(LogSystem, WritesExactLinesWithoutPrefix) {
     ORVO::LogSystem::SetLogFileName("test_log_lines.txt");

@@ -3,6 +3,8 @@
 #include <QarnUVAtlas/TriMesh.h>
 
 #include "TestMeshes.h"
+#include "MeshChecks.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -24,62 +26,18 @@ using ORVO::Vector3;
 
 namespace {
 
-const double kPi = 3.14159265358979323846;
-
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-void ExpectVec(const Vector3& actual, const Vector3& expected, double tol = 0.0) {
-    EXPECT_NEAR(actual.x, expected.x, tol);
-    EXPECT_NEAR(actual.y, expected.y, tol);
-    EXPECT_NEAR(actual.z, expected.z, tol);
-}
-
-std::vector<int> Ids(const ITriMesh& mesh, int fid) {
-    int ids[3];
-    mesh.GetTriangleVertexIds(fid, ids);
-    return {ids[0], ids[1], ids[2]};
-}
+using testfiles::ReadFile;
+using meshcheck::ExpectVec;
+using meshcheck::Ids;
 
 // Unit square in z = 0 as two triangles, counter-clockwise seen from +z.
 TriMesh Square() {
     TriMesh mesh;
-    mesh.InsertVertex(Vector3(0, 0, 0));
-    mesh.InsertVertex(Vector3(1, 0, 0));
-    mesh.InsertVertex(Vector3(1, 1, 0));
-    mesh.InsertVertex(Vector3(0, 1, 0));
-    mesh.InsertTriangle(0, 1, 2);
-    mesh.InsertTriangle(0, 2, 3);
+    testmesh::AddSquare(mesh);
     return mesh;
 }
 
-// Closed UV sphere of radius r, outward-facing triangles.
-TriMesh Sphere(double r, int rings, int segments) {
-    TriMesh mesh;
-    const int top = mesh.InsertVertex(Vector3(0, 0, r));
-    for (int i = 1; i < rings; ++i) {
-        const double theta = kPi * i / rings;
-        for (int j = 0; j < segments; ++j) {
-            const double phi = 2.0 * kPi * j / segments;
-            mesh.InsertVertex(Vector3(r * std::sin(theta) * std::cos(phi),
-                                      r * std::sin(theta) * std::sin(phi), r * std::cos(theta)));
-        }
-    }
-    const int bottom = mesh.InsertVertex(Vector3(0, 0, -r));
-    auto ring = [&](int i, int j) { return 1 + (i - 1) * segments + (j % segments); };
-    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(top, ring(1, j), ring(1, j + 1));
-    for (int i = 1; i + 1 < rings; ++i)
-        for (int j = 0; j < segments; ++j) {
-            mesh.InsertTriangle(ring(i, j), ring(i + 1, j), ring(i + 1, j + 1));
-            mesh.InsertTriangle(ring(i, j), ring(i + 1, j + 1), ring(i, j + 1));
-        }
-    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(ring(rings - 1, j), bottom, ring(rings - 1, j + 1));
-    return mesh;
-}
+using testmesh::Sphere;
 
 double TotalArea(const ITriMesh& mesh) {
     double area = 0.0;

@@ -4,6 +4,7 @@
 #include <QarnUVAtlas/TriMesh.h>
 
 #include "TestMeshes.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -26,12 +27,7 @@ using ORVO::Vector3;
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 TriMesh MakeMesh(int vertexCount, const std::vector<std::array<int, 3>>& tris) {
     TriMesh mesh;

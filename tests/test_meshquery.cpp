@@ -4,6 +4,7 @@
 #include <QarnUVAtlas/TriMesh.h>
 
 #include "TestMeshes.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -25,14 +26,7 @@ using ORVO::Vector3;
 
 namespace {
 
-const double kPi = 3.14159265358979323846;
-
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 // Reference distance from p to a segment.
 double SegmentDistance(const Vector3& p, const Vector3& a, const Vector3& b) {
@@ -118,29 +112,7 @@ TriMesh RandomMesh(unsigned seed, int vertexCount, int triangleCount) {
     return mesh;
 }
 
-// Closed UV sphere of radius r centred at the origin.
-TriMesh Sphere(double r, int rings, int segments) {
-    TriMesh mesh;
-    const int top = mesh.InsertVertex(Vector3(0, 0, r));
-    for (int i = 1; i < rings; ++i) {
-        const double theta = kPi * i / rings;
-        for (int j = 0; j < segments; ++j) {
-            const double phi = 2.0 * kPi * j / segments;
-            mesh.InsertVertex(Vector3(r * std::sin(theta) * std::cos(phi),
-                                      r * std::sin(theta) * std::sin(phi), r * std::cos(theta)));
-        }
-    }
-    const int bottom = mesh.InsertVertex(Vector3(0, 0, -r));
-    auto ring = [&](int i, int j) { return 1 + (i - 1) * segments + (j % segments); };
-    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(top, ring(1, j), ring(1, j + 1));
-    for (int i = 1; i + 1 < rings; ++i)
-        for (int j = 0; j < segments; ++j) {
-            mesh.InsertTriangle(ring(i, j), ring(i + 1, j), ring(i + 1, j + 1));
-            mesh.InsertTriangle(ring(i, j), ring(i + 1, j + 1), ring(i, j + 1));
-        }
-    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(ring(rings - 1, j), bottom, ring(rings - 1, j + 1));
-    return mesh;
-}
+using testmesh::Sphere;
 
 void CheckAgainstBruteForce(const TriMesh& mesh, unsigned seed, int queries, double spread) {
     MeshQueryTool tool;

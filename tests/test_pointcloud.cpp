@@ -2,6 +2,9 @@
 #include <QarnUVAtlas/PointCloud.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "MeshChecks.h"
+#include "TestFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,18 +26,8 @@ using ORVO::Vector3;
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-void ExpectVec(const Vector3& actual, const Vector3& expected, double tol = 0.0) {
-    EXPECT_NEAR(actual.x, expected.x, tol);
-    EXPECT_NEAR(actual.y, expected.y, tol);
-    EXPECT_NEAR(actual.z, expected.z, tol);
-}
+using testfiles::ReadFile;
+using meshcheck::ExpectVec;
 
 // Every point sits in exactly one cell and every occupied cell names its point.
 void ExpectGridConsistent(const PointCloud& cloud) {

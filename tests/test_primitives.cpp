@@ -1,6 +1,8 @@
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/Primitives.h>
 
+#include "TestFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -19,12 +21,7 @@ using ORVO::Vector3;
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 void ExpectNear(const Vector3& actual, const Vector3& expected, double tol) {
     EXPECT_NEAR(actual.x, expected.x, tol);

@@ -3,6 +3,7 @@
 #include <QarnUVAtlas/SparseSolver.h>
 
 #include "numerics/SparseMatrixImpl.h"
+#include "TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -20,12 +21,7 @@ namespace {
 
 using ORVO::SparseMatrix;
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 using Dense = std::vector<std::vector<double>>;
 

@@ -357,12 +357,9 @@ TEST(SplitMesh, CopiesCarryTheVertexAttributes) {
 }
 
 TEST(SplitMesh, CutsRepairedScannedMeshesAlongRegionBorders) {
-    const char* names[] = {"suzanne.obj", "teapot.obj", "ogre.obj", "meshroom_scan.obj"};
-    int tried = 0;
-    for (const char* name : names) {
-        const std::string path = SharedMesh(name);
-        if (path.empty()) continue;
-        ++tried;
+    const auto present = PresentSharedMeshes({"suzanne.obj", "teapot.obj", "ogre.obj", "meshroom_scan.obj"});
+    if (present.empty()) GTEST_SKIP() << "shared meshes not found under " << QARN_SHARED_DIR;
+    for (const auto& [name, path] : present) {
         TriMesh raw, mesh;
         ASSERT_TRUE(ReadObj(path, raw)) << name;
         ASSERT_EQ(ORVO::ConsolidateMesh::MakeManifold(&raw, &mesh, nullptr), 0) << name;
@@ -389,5 +386,4 @@ TEST(SplitMesh, CutsRepairedScannedMeshesAlongRegionBorders) {
         ExpectFaithfulCut(before, mesh, origins);
         EXPECT_EQ(VerticesWithMixedLabels(mesh, label), 0) << name;
     }
-    if (tried == 0) GTEST_SKIP() << "shared meshes not found under " << QARN_SHARED_DIR;
 }

@@ -1,6 +1,8 @@
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/Threads.h>
 
+#include "TestFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,12 +15,7 @@
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
 
 // Adds its value to a shared sum and counts its own completion.
 class SumTask : public ORVO::TaskBase {

@@ -2,6 +2,10 @@
 #include <QarnUVAtlas/MeshViews.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "MeshChecks.h"
+#include "TestFiles.h"
+#include "TestMeshes.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -21,34 +25,11 @@ using ORVO::Vector3;
 
 namespace {
 
-std::string ReadFile(const std::string& name) {
-    std::ifstream in(name);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
+using testfiles::ReadFile;
+using meshcheck::ExpectVec;
+using meshcheck::Ids;
 
-void ExpectVec(const Vector3& actual, const Vector3& expected, double tol = 0.0) {
-    EXPECT_NEAR(actual.x, expected.x, tol);
-    EXPECT_NEAR(actual.y, expected.y, tol);
-    EXPECT_NEAR(actual.z, expected.z, tol);
-}
-
-std::vector<int> Ids(const ITriMesh& mesh, int fid) {
-    int ids[3];
-    mesh.GetTriangleVertexIds(fid, ids);
-    return {ids[0], ids[1], ids[2]};
-}
-
-// Unit square in z = 0 as two triangles, counter-clockwise seen from +z.
-void AddSquare(TriMesh& mesh) {
-    mesh.InsertVertex(Vector3(0, 0, 0));
-    mesh.InsertVertex(Vector3(1, 0, 0));
-    mesh.InsertVertex(Vector3(1, 1, 0));
-    mesh.InsertVertex(Vector3(0, 1, 0));
-    mesh.InsertTriangle(0, 1, 2);
-    mesh.InsertTriangle(0, 2, 3);
-}
+using testmesh::AddSquare;
 
 // --- Construction and attributes ---------------------------------------------------
 
