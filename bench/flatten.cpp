@@ -9,6 +9,7 @@
 //   bench_flatten [patchQuadsPerSide] [layoutQuadsX layoutQuadsY]
 
 #include <QarnUVAtlas/Primitives.h>
+#include "BenchTiming.h"
 #include <QarnUVAtlas/TriMesh.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
@@ -23,31 +24,12 @@
 #include <random>
 #include <vector>
 
+using benchtiming::Now;
+using benchtiming::CpuNow;
+using benchtiming::Median;
+using benchtiming::PeakRssKiB;
+
 namespace {
-
-double Now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-// Processor time of this process: on a shared machine it shows what the wall
-// time would be without other load.
-double CpuNow() {
-    timespec ts{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return ts.tv_sec + 1e-9 * ts.tv_nsec;
-}
-
-double Median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
-long PeakRssKiB() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
 
 // (n + 1)^2 grid points with interior jitter; each quad split along a random
 // diagonal, counter-clockwise in the plane.

@@ -8,6 +8,7 @@
 //   bench_geometry --item NAME     one item in this process (used by the above)
 
 #include <QarnUVAtlas/HalfMesh.h>
+#include "BenchTiming.h"
 #include <QarnUVAtlas/MeshInfo.h>
 #include <QarnUVAtlas/TriMesh.h>
 
@@ -27,6 +28,10 @@
 #include <vector>
 
 using namespace ORVO;
+
+using benchtiming::Now;
+using benchtiming::Median;
+const auto PeakKiB = benchtiming::PeakRssKiB;
 
 namespace {
 
@@ -73,21 +78,6 @@ bool ReadObj(const std::string& path, TriMesh& mesh) {
         }
     }
     return true;
-}
-
-double Now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-long PeakKiB() {
-    rusage usage;
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
 }
 
 int RunItem(const std::string& item, const TriMesh& mesh) {

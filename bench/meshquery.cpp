@@ -10,6 +10,7 @@
 // edge 2 so the query offsets mean the same for every mesh.
 
 #include <QarnUVAtlas/MeshQuery.h>
+#include "BenchTiming.h"
 #include <QarnUVAtlas/TriMesh.h>
 
 #include <QarnUVAtlas/Parser.h>
@@ -28,20 +29,12 @@ using ORVO::MeshQueryTool;
 using ORVO::TriMesh;
 using ORVO::Vector3;
 
+using benchtiming::Now;
+using benchtiming::CpuNow;
+using benchtiming::Median;
+
 namespace {
 
-double Now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-// Processor time of this process: steadier than wall time on a busy machine.
-double CpuNow() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
-
-double Median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
 
 TriMesh NoisySphere(int rings, int segments) {
     const double pi = 3.14159265358979323846;

@@ -8,6 +8,7 @@
 // --lu also times the sparse LU solver once on the same system.
 
 #include <QarnUVAtlas/SparseMatrix.h>
+#include "BenchTiming.h"
 #include <QarnUVAtlas/SparseSolver.h>
 
 #include "numerics/SparseMatrixImpl.h"
@@ -25,27 +26,12 @@
 #include <ctime>
 #include <vector>
 
+using benchtiming::Now;
+using benchtiming::CpuNow;
+using benchtiming::Median;
+using benchtiming::PeakRssKiB;
+
 namespace {
-
-double Now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-// Processor time of this process: on a busy machine it tracks the work done
-// better than the wall clock does (the solvers are single-threaded).
-double CpuNow() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
-
-double Median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
-long PeakRssKiB() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;  // kibibytes on Linux
-}
 
 struct Disc {
     std::vector<double> xy;     // 2 per vertex

@@ -1,4 +1,5 @@
 #include <QarnUVAtlas/PointCloud.h>
+#include "geometry/CoordinateFit.h"
 
 #include "foundation/LogLine.h"
 
@@ -171,30 +172,10 @@ void PointCloud::ReservePoint(int count) {
 
 // ---- coordinates ---------------------------------------------------------------------
 
-void PointCloud::UnifyCoords(double scale, const Vector3& center) {
-    if (!(scale > REAL_TOL)) return;
-    for (Vector3& p : mCoords) p = (p - center) * scale;
-}
+void PointCloud::UnifyCoords(double scale, const Vector3& center) { _ScaleCoords(mCoords, scale, center); }
 
 void PointCloud::UnifyCoords(double size, double* scaleOut, Vector3* centerOut) {
-    if (mCoords.empty()) return;
-    Vector3 lo = mCoords[0], hi = mCoords[0];
-    for (const Vector3& p : mCoords) {
-        lo.x = std::min(lo.x, p.x);
-        lo.y = std::min(lo.y, p.y);
-        lo.z = std::min(lo.z, p.z);
-        hi.x = std::max(hi.x, p.x);
-        hi.y = std::max(hi.y, p.y);
-        hi.z = std::max(hi.z, p.z);
-    }
-    const Vector3 extent = hi - lo;
-    const double largest = std::max(extent.x, std::max(extent.y, extent.z));
-    if (!(largest > REAL_TOL)) return;
-    const double scale = size / largest;
-    const Vector3 center = (lo + hi) * 0.5;
-    if (scaleOut) *scaleOut = scale;
-    if (centerOut) *centerOut = center;
-    for (Vector3& p : mCoords) p = (p - center) * scale;
+    _FitCoordsIntoCube(mCoords, size, scaleOut, centerOut);
 }
 
 }  // namespace ORVO

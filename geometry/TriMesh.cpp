@@ -1,4 +1,5 @@
 #include <QarnUVAtlas/TriMesh.h>
+#include "geometry/CoordinateFit.h"
 
 #include "foundation/LogLine.h"
 
@@ -373,32 +374,10 @@ int TriMesh::FuseVertex() {
     return STATUS_SUCCESS;
 }
 
-void TriMesh::UnifyCoords(double scale, const Vector3& center) {
-    if (!(scale > REAL_TOL)) return;
-    for (Vector3& p : mVertexCoords) p = (p - center) * scale;
-}
+void TriMesh::UnifyCoords(double scale, const Vector3& center) { _ScaleCoords(mVertexCoords, scale, center); }
 
 void TriMesh::UnifyCoords(double size, double* scaleOut, Vector3* centerOut) {
-    if (mVertexCoords.empty()) return;
-    Vector3 lo = mVertexCoords[0], hi = mVertexCoords[0];
-    for (const Vector3& p : mVertexCoords) {
-        lo.x = std::min(lo.x, p.x);
-        lo.y = std::min(lo.y, p.y);
-        lo.z = std::min(lo.z, p.z);
-        hi.x = std::max(hi.x, p.x);
-        hi.y = std::max(hi.y, p.y);
-        hi.z = std::max(hi.z, p.z);
-    }
-    Vector3 extent = hi - lo;
-    double largest = extent.x;
-    if (extent.y > largest) largest = extent.y;
-    if (extent.z > largest) largest = extent.z;
-    if (!(largest > REAL_TOL)) return;
-    double scale = size / largest;
-    Vector3 center = (lo + hi) * 0.5;
-    if (scaleOut) *scaleOut = scale;
-    if (centerOut) *centerOut = center;
-    for (Vector3& p : mVertexCoords) p = (p - center) * scale;
+    _FitCoordsIntoCube(mVertexCoords, size, scaleOut, centerOut);
 }
 
 }  // namespace ORVO
