@@ -23,6 +23,7 @@ double ApiProgress::Map(double t) const {
 }
 
 void ApiProgress::SetProgress(double t) {
+    if (mSuspendCount.load(std::memory_order_relaxed) != 0) return;
     std::lock_guard<std::mutex> guard(mLock);
     if (mSuspendCount != 0) return;
     const double v = Map(t);

@@ -3,6 +3,7 @@
 // divide [0, 1] into nested stages: EnterStage(end) makes SetProgress(0..1)
 // move between the current value and Map(end) until LeaveStage().
 
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -13,7 +14,9 @@ public:
     double mLastValue = 0.0;
     double mValue = 0.0;
     std::vector<double> mRangeStack;  // (start, end) pairs of nested stages
-    int mSuspendCount = 0;
+    // Read without the lock: muted stages inside worker threads report per
+    // element, and taking the lock each time would make them contend.
+    std::atomic<int> mSuspendCount{0};
 
     // The record, created on first use and never freed.
     static ApiProgress& Get();

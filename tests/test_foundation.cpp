@@ -91,7 +91,7 @@ TEST_F(Progress, ResetClearsEverythingAndKeepsRoomForStages) {
     EXPECT_EQ(P().mLastValue, 0.0);
     EXPECT_TRUE(P().mRangeStack.empty());
     EXPECT_GE(P().mRangeStack.capacity(), 16u);
-    EXPECT_EQ(P().mSuspendCount, 0);
+    EXPECT_EQ(P().mSuspendCount.load(), 0);
     // The record is one process-wide object.
     EXPECT_EQ(&ORVO::ApiProgress::Get(), &P());
 }
@@ -156,7 +156,7 @@ TEST_F(Progress, SuspendedUpdatesAreIgnored) {
     EXPECT_EQ(ORVO::GetApiProgress(), 0.2);
     P().Resume();
     P().Resume();  // at zero: stays zero
-    EXPECT_EQ(P().mSuspendCount, 0);
+    EXPECT_EQ(P().mSuspendCount.load(), 0);
     P().SetProgress(0.5);
     EXPECT_DOUBLE_EQ(ORVO::GetApiProgress(), 0.4);
 }

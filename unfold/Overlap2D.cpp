@@ -244,56 +244,73 @@ class HashedCellGrid {
 public:
     void Build(const std::vector<CellRange>& ranges, uint64_t entryCount) {
         struct Entry {
-            uint64_t cell;
+            uint32_t bucket;
             int tri;
-            bool operator<(const Entry& o) const { return cell != o.cell ? cell < o.cell : tri < o.tri; }
+            uint64_t cell;
+            bool operator<(const Entry& o) const {
+                if (bucket != o.bucket) return bucket < o.bucket;
+                return cell != o.cell ? cell < o.cell : tri < o.tri;
+            }
         };
-        // Counting sort by bucket, then each bucket sorted by cell and id.
-        std::vector<uint64_t> bucketStart(kBucketCount + 1, 0);
-        ForEachCell(ranges, [&](int, uint32_t i, uint32_t j) { ++bucketStart[_Bucket(i, j) + 1]; });
-        for (uint64_t b = 0; b < kBucketCount; ++b) bucketStart[b + 1] += bucketStart[b];
+        // Small charts are tested by the thousand: only the buckets in use are
+        // touched, so a call costs what its triangles cost, not the table size.
+        if (mBlockStart.size() != kBucketCount) mBlockStart.assign(kBucketCount, kUnused);
+        for (uint32_t b : mUsed) mBlockStart[b] = kUnused;
+        mUsed.clear();
         std::vector<Entry> entries(static_cast<size_t>(entryCount));
-        {
+        if (entryCount < kBucketCount) {
+            size_t n = 0;
+            ForEachCell(ranges, [&](int f, uint32_t i, uint32_t j) { entries[n++] = {_Bucket(i, j), f, _CellKey(i, j)}; });
+            std::sort(entries.begin(), entries.end());
+        } else {
+            // Large layouts: counting sort by bucket, then each bucket by cell and id.
+            std::vector<uint64_t> bucketStart(kBucketCount + 1, 0);
+            ForEachCell(ranges, [&](int, uint32_t i, uint32_t j) { ++bucketStart[_Bucket(i, j) + 1]; });
+            for (uint64_t b = 0; b < kBucketCount; ++b) bucketStart[b + 1] += bucketStart[b];
             std::vector<uint64_t> fill(bucketStart.begin(), bucketStart.end() - 1);
             ForEachCell(ranges, [&](int f, uint32_t i, uint32_t j) {
-                entries[fill[_Bucket(i, j)]++] = {_CellKey(i, j), f};
+                const uint32_t b = _Bucket(i, j);
+                entries[fill[b]++] = {b, f, _CellKey(i, j)};
             });
+            for (uint64_t b = 0; b < kBucketCount; ++b)
+                std::sort(entries.begin() + bucketStart[b], entries.begin() + bucketStart[b + 1]);
         }
-        uint64_t cellCount = 0;
-        for (uint64_t b = 0; b < kBucketCount; ++b) {
-            Entry* first = entries.data() + bucketStart[b];
-            Entry* last = entries.data() + bucketStart[b + 1];
-            std::sort(first, last);
-            for (Entry* e = first; e != last; ++e) cellCount += e == first || e->cell != (e - 1)->cell;
-        }
-        mData.resize(static_cast<size_t>(entryCount + kBucketCount + 3 * cellCount));
-        mBlockStart.resize(kBucketCount);
-        size_t at = 0;
-        for (uint64_t b = 0; b < kBucketCount; ++b) {
-            const Entry* first = entries.data() + bucketStart[b];
-            const Entry* last = entries.data() + bucketStart[b + 1];
+        mData.clear();
+        mData.reserve(entries.size() * 4 + 16);
+        for (size_t first = 0; first < entries.size();) {
+            size_t last = first;
             uint32_t cells = 0;
-            for (const Entry* e = first; e != last; ++e) cells += e == first || e->cell != (e - 1)->cell;
-            mBlockStart[b] = at;
+            for (; last < entries.size() && entries[last].bucket == entries[first].bucket; ++last)
+                cells += last == first || entries[last].cell != entries[last - 1].cell;
+            const uint32_t b = entries[first].bucket;
+            mBlockStart[b] = mData.size();
+            mUsed.push_back(b);
+            const size_t at = mData.size();
+            mData.resize(at + 1 + 3 * static_cast<size_t>(cells) + (last - first));
             uint32_t* block = mData.data() + at;
             block[0] = cells;
             uint32_t* cell = block + 1;
             uint32_t* ids = block + 1 + 3 * static_cast<size_t>(cells);
             uint32_t offset = 1 + 3 * cells;
-            for (const Entry* e = first; e != last; ++e) {
-                if (e != first && e->cell != (e - 1)->cell) cell += 3;
-                cell[0] = static_cast<uint32_t>(e->cell >> 32);
-                cell[1] = static_cast<uint32_t>(e->cell);
+            for (size_t e = first; e < last; ++e) {
+                if (e != first && entries[e].cell != entries[e - 1].cell) cell += 3;
+                cell[0] = static_cast<uint32_t>(entries[e].cell >> 32);
+                cell[1] = static_cast<uint32_t>(entries[e].cell);
                 cell[2] = ++offset;
-                *ids++ = static_cast<uint32_t>(e->tri);
+                *ids++ = static_cast<uint32_t>(entries[e].tri);
             }
-            at += offset;
+            first = last;
         }
     }
 
     // The ids entered in cell (i, j), as [*first, *last); empty when none.
     void Cell(uint32_t i, uint32_t j, const uint32_t** first, const uint32_t** last) const {
-        const uint32_t* block = mData.data() + mBlockStart[_Bucket(i, j)];
+        const size_t start = mBlockStart[_Bucket(i, j)];
+        if (start == kUnused) {
+            *first = *last = nullptr;
+            return;
+        }
+        const uint32_t* block = mData.data() + start;
         const uint32_t cells = block[0];
         uint32_t begin = 1 + 3 * cells;
         for (uint32_t c = 0; c < cells; ++c) {
@@ -346,7 +363,9 @@ public:
 private:
     static uint64_t _CellKey(uint32_t i, uint32_t j) { return static_cast<uint64_t>(i) << 32 | j; }
 
-    std::vector<size_t> mBlockStart;  // word offset of each bucket's block
+    static constexpr size_t kUnused = ~size_t(0);
+    std::vector<size_t> mBlockStart;  // word offset of each bucket's block, kUnused when empty
+    std::vector<uint32_t> mUsed;      // buckets holding a block
     std::vector<uint32_t> mData;
 };
 
@@ -427,7 +446,8 @@ bool IsTriMesh2DOverlapped(const std::vector<Vector2>& uvPoints, const std::vect
         cellSize *= 2.0;
     }
 
-    HashedCellGrid grid;
+    // Kept per thread: its bucket table is reused by the next call.
+    thread_local HashedCellGrid grid;
     grid.Build(ranges, entryCount);
     progress.SetProgress(0.3);
 
