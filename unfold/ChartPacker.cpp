@@ -143,6 +143,12 @@ public:
         return false;
     }
 
+    // Starts from a scale known to pack (on a coarser grid), without an attempt here.
+    void Seed(double scale) {
+        mLo = std::min(scale, mMax);
+        mLoUsed = mGrid;
+    }
+
     bool HasSuccess() const { return mLo > 0; }
     // The lowest scale above the best success that failed, or kNoScale.
     double LowestFailure() const { return mHi; }
@@ -166,14 +172,20 @@ private:
 constexpr double kRefineStep = 1.008;
 constexpr double kRefineMinStep = 1.002;
 
-// Attempts spent above the best success. One attempt costs roughly a fixed amount for
-// the grid plus an amount per chart; large sets have already used most of their time.
-// Extra attempts after the scale search. Many small charts already pack
-// evenly, and the extra attempts measured no gain there, only time.
-int RefineBudget(size_t chartCount) {
-    if (chartCount <= 200) return 8;
-    if (chartCount <= 1000) return 2;
-    return 0;
+// Attempts on the fine grid once the coarse search has found the limit: the first
+// climbs above it, the rest (the ladder of variants) add a point or two of fill each.
+// Small inputs pack in milliseconds, so they get every attempt; on larger ones the
+// attempts would be most of the atlas time, and fewer of them are spent.
+struct FineBudget {
+    int search;  // attempts of the scale search, seed included
+    int refine;  // attempts of the variant ladder
+};
+
+FineBudget FineAttempts(size_t chartCount, size_t triangleCount) {
+    if (triangleCount < 20000) return {8, chartCount <= 200 ? 8 : 2};
+    if (chartCount <= 200) return {2, 4};
+    if (chartCount <= 1000) return {2, 2};
+    return {2, 0};
 }
 
 // Runs one attempt per scale and variant, the second (if any) on a thread of its own.
@@ -204,6 +216,100 @@ std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPack
     return results;
 }
 
+// The attempts of one occupancy grid: the scale search and the climb above its result.
+class GridPacking {
+public:
+    GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
+                int grid, int gapTexels, double longestSide, const ChartPackOptions& options, int workers)
+    {
+        // The gap in grid pixels, rounded up when the grid is coarser than the texture.
+        mGap = static_cast<int>(std::ceil(double(gapTexels) * grid / options.resolution - 1e-9));
+        // Every chart must fit across the square with its one-pixel frame margin.
+        mMaxScale = longestSide > 0 ? (grid - 2.0) / (double(grid) * longestSide) : kNoScale;
+        // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the
+        // grid can never be placed.
+        size_t placeable = 0;
+        for (const PreparedChart& c : charts) placeable += c.local.empty() ? 0 : 1;
+        const double cells = double(grid) / (mGap + 1);
+        mValid = double(placeable) <= cells * cells;
+        if (!mValid) return;
+        for (int w = 0; w < workers; ++w)
+            mAttempts.emplace_back(new ChartPackAttempt(chartTriangles, charts, grid, mGap, options.allowRotation));
+    }
+
+    bool Valid() const { return mValid; }
+    double MaxScale() const { return mMaxScale; }
+
+    // Runs the scale search to its end; returns the best success (success false if none).
+    PackAttemptResult Search(ScaleSearch& search, double texArea, int attemptLimit) {
+        PackAttemptResult best;
+        const int attemptLimitWithoutSuccess = 60;
+        int attemptCount = 0;
+        while (!search.Done()) {
+            if (attemptCount >= (search.HasSuccess() ? attemptLimit : attemptLimitWithoutSuccess)) break;
+            const std::vector<double> scales = search.Propose(static_cast<int>(mAttempts.size()));
+            std::vector<PackAttemptResult> results =
+                RunAttempts(mAttempts, scales, std::vector<PackVariant>(scales.size()));
+            for (PackAttemptResult& r : results) {
+                ++attemptCount;
+                _LogDetail("PackUVAtlas: update discrete = ", r.scale, " utilization ", r.scale * r.scale * texArea,
+                           r.success ? " placed" : " no room");
+                if (search.Record(r)) best = std::move(r);
+            }
+        }
+        return best;
+    }
+
+    // Near the limit, whether a scale packs depends on how the charts happen to fall, not
+    // on the scale alone: a scale a little above the best success often packs with another
+    // order or placement rule. Each step up is tried with the variants in turn until one
+    // places every chart; the ladder ends when none does or the budget is spent.
+    void Refine(const ScaleSearch& search, PackAttemptResult& best, int budget) {
+        static const PackVariant kVariants[] = {
+            {PlacementRule::LowestBottom, PlacementOrder::Pixels},
+            {PlacementRule::LowestTop, PlacementOrder::Pixels},
+            {PlacementRule::LowestBottom, PlacementOrder::BoxArea},
+            {PlacementRule::LowestTop, PlacementOrder::BoxPerimeter},
+        };
+        const size_t variantCount = sizeof(kVariants) / sizeof(kVariants[0]);
+        const int workers = static_cast<int>(mAttempts.size());
+        double step = kRefineStep;
+        while (best.success && budget > 0 && best.scale < mMaxScale && step > kRefineMinStep) {
+            // With attempts for a few rungs, a step past a failure of the search pays off
+            // more often than not; with fewer, the middle of the bracket is the surer gain.
+            const double failed = search.LowestFailure();
+            double next = std::min(best.scale * step, mMaxScale);
+            if (failed > best.scale && failed < next && budget < 2 * static_cast<int>(variantCount))
+                next = std::sqrt(best.scale * failed);
+            bool placed = false;
+            // The search's own variant already failed at or below this scale.
+            for (size_t v = next >= failed ? 1 : 0; v < variantCount && !placed && budget > 0;) {
+                std::vector<double> scales;
+                std::vector<PackVariant> variants;
+                for (int w = 0; w < workers && v < variantCount && budget > 0; ++w, ++v, --budget) {
+                    scales.push_back(next);
+                    variants.push_back(kVariants[v]);
+                }
+                std::vector<PackAttemptResult> results = RunAttempts(mAttempts, scales, variants);
+                for (PackAttemptResult& r : results) {
+                    if (r.success && !placed) {
+                        placed = true;
+                        best = std::move(r);
+                    }
+                }
+            }
+            // No variant reached that far: aim closer.
+            if (!placed) step = std::sqrt(step);
+        }
+    }
+
+private:
+    int mGap = 0;
+    double mMaxScale = kNoScale;
+    bool mValid = false;
+    std::vector<std::unique_ptr<ChartPackAttempt>> mAttempts;
+};
+
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                const ChartPackOptions& options, ChartPackStats* stats) {
     const auto start = std::chrono::steady_clock::now();
@@ -226,45 +332,47 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    const int grid = GridSize(options.resolution);
-    // The gap in grid pixels, rounded up when the grid is coarser than the texture.
-    const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
-    // Every chart must fit across the square with its one-pixel frame margin.
-    const double maxScale = longestSide > 0 ? (grid - 2.0) / (double(grid) * longestSide) : kNoScale;
-
-    // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the grid
-    // can never be placed.
-    size_t placeable = 0;
-    for (const PreparedChart& c : charts) placeable += c.local.empty() ? 0 : 1;
-    const double cells = double(grid) / (gap + 1);
-    if (double(placeable) > cells * cells) {
-        _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
-                    " texels in a square of ", options.resolution);
-        return STATUS_FAILED;
-    }
-
     const int workers = options.threadCount > 1 ? 2 : 1;
-    std::vector<std::unique_ptr<ChartPackAttempt>> attempts;
-    for (int w = 0; w < workers; ++w)
-        attempts.emplace_back(new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation));
-
-    // One worker stops once the limit is known to about a percent of scale (two of fill):
-    // near the limit success is a matter of luck and a further attempt gains little for
-    // its time. Two workers narrow three times faster per round and afford a finer end.
-    ScaleSearch search(std::sqrt(0.6 / texArea), maxScale, grid, workers > 1 ? 1.006 : 1.012);
+    const double guess = std::sqrt(0.6 / texArea);
+    const int grid = GridSize(options.resolution);
     PackAttemptResult best;
-    const int attemptLimit = workers > 1 ? 8 : 6, attemptLimitWithoutSuccess = 60;
-    int attemptCount = 0;
-    while (!search.Done()) {
-        if (attemptCount >= (search.HasSuccess() ? attemptLimit : attemptLimitWithoutSuccess)) break;
-        const std::vector<double> scales = search.Propose(workers);
-        std::vector<PackAttemptResult> results =
-            RunAttempts(attempts, scales, std::vector<PackVariant>(scales.size()));
-        for (PackAttemptResult& r : results) {
-            ++attemptCount;
-            _LogDetail("PackUVAtlas: update discrete = ", r.scale, " utilization ", r.scale * r.scale * texArea,
-                       r.success ? " placed" : " no room");
-            if (search.Record(r)) best = std::move(r);
+    int bestGrid = grid;
+
+    // The search for the limit runs first on a grid of texels, where an attempt costs
+    // a quarter; the finer grid then starts from that scale and only climbs.
+    if (grid > options.resolution) {
+        GridPacking coarse(chartTriangles, charts, options.resolution, options.gapTexels, longestSide, options, workers);
+        if (coarse.Valid()) {
+            ScaleSearch search(guess, coarse.MaxScale(), options.resolution, workers > 1 ? 1.01 : 1.02);
+            best = coarse.Search(search, texArea, workers > 1 ? 8 : 6);
+            bestGrid = options.resolution;
+        }
+    }
+    {
+        GridPacking fine(chartTriangles, charts, grid, options.gapTexels, longestSide, options, workers);
+        if (!fine.Valid()) {
+            if (!best.success) {
+                _LogFailure("PackUVAtlas: ", chartCount, " charts cannot keep a gap of ", options.gapTexels,
+                            " texels in a square of ", options.resolution);
+                return STATUS_FAILED;
+            }
+        } else {
+            // One worker stops once the limit is known to about a percent of scale (two of
+            // fill): near the limit success is a matter of luck and a further attempt gains
+            // little for its time. Two workers narrow faster per round and afford a finer end.
+            ScaleSearch search(guess, fine.MaxScale(), grid, workers > 1 ? 1.006 : 1.012);
+            if (best.success) search.Seed(best.scale);
+            size_t triangleCount = 0;
+            for (const std::vector<int>& tris : chartTriangles) triangleCount += tris.size() / 3;
+            const FineBudget budget = FineAttempts(chartCount, triangleCount);
+            PackAttemptResult fineBest = fine.Search(search, texArea, best.success ? budget.search : (workers > 1 ? 8 : 6));
+            if (fineBest.success || !best.success) {
+                fine.Refine(search, fineBest, budget.refine);
+                if (fineBest.success && (!best.success || fineBest.scale >= best.scale)) {
+                    best = std::move(fineBest);
+                    bestGrid = grid;
+                }
+            }
         }
     }
     if (!best.success) {
@@ -272,49 +380,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    // Near the limit, whether a scale packs depends on how the charts happen to fall, not
-    // on the scale alone: a scale a little above the best success often packs with another
-    // order or placement rule. Each step up is tried with the variants in turn until one
-    // places every chart; the ladder ends when none does or the budget is spent.
-    static const PackVariant kVariants[] = {
-        {PlacementRule::LowestBottom, PlacementOrder::Pixels},
-        {PlacementRule::LowestTop, PlacementOrder::Pixels},
-        {PlacementRule::LowestBottom, PlacementOrder::BoxArea},
-        {PlacementRule::LowestTop, PlacementOrder::BoxPerimeter},
-    };
-    const size_t variantCount = sizeof(kVariants) / sizeof(kVariants[0]);
-    int refineLeft = RefineBudget(chartCount);
-    double step = kRefineStep;
-    while (refineLeft > 0 && best.scale < maxScale && step > kRefineMinStep) {
-        // With attempts for a few rungs, a step past a failure of the search pays off
-        // more often than not; with fewer, the middle of the bracket is the surer gain.
-        const double failed = search.LowestFailure();
-        double next = std::min(best.scale * step, maxScale);
-        if (failed > best.scale && failed < next && refineLeft < 2 * static_cast<int>(variantCount))
-            next = std::sqrt(best.scale * failed);
-        bool placed = false;
-        // The search's own variant already failed at or below this scale.
-        for (size_t v = next >= failed ? 1 : 0; v < variantCount && !placed && refineLeft > 0;) {
-            std::vector<double> scales;
-            std::vector<PackVariant> variants;
-            for (int w = 0; w < workers && v < variantCount && refineLeft > 0; ++w, ++v, --refineLeft) {
-                scales.push_back(next);
-                variants.push_back(kVariants[v]);
-            }
-            std::vector<PackAttemptResult> results = RunAttempts(attempts, scales, variants);
-            for (PackAttemptResult& r : results) {
-                ++attemptCount;
-                if (r.success && !placed) {
-                    placed = true;
-                    best = std::move(r);
-                }
-            }
-        }
-        // No variant reached that far: aim closer.
-        if (!placed) step = std::sqrt(step);
-    }
-
-    const double pixelScale = best.scale * grid;
+    const double pixelScale = best.scale * bestGrid;
     for (size_t k = 0; k < chartCount; ++k) {
         const PreparedChart& c = charts[k];
         if (c.local.empty()) continue;
@@ -325,8 +391,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
             double x, y;
             _TurnPoint(c.local[i] * pixelScale + frame.offsetX, c.local[i + 1] * pixelScale + frame.offsetY, p.turns,
                        frame, x, y);
-            uv[i] = (x + p.x) / grid;
-            uv[i + 1] = (y + p.y) / grid;
+            uv[i] = (x + p.x) / bestGrid;
+            uv[i + 1] = (y + p.y) / bestGrid;
         }
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -334,7 +400,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     if (stats) {
         stats->utilization = best.scale * best.scale * texArea;
         stats->scale = best.scale;
-        stats->workResolution = grid;
+        stats->workResolution = bestGrid;
         stats->seconds = seconds;
     }
     return STATUS_SUCCESS;
