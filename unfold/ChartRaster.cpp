@@ -134,6 +134,12 @@ void _RasteriseTriangle(BitImage& image, const double* a, const double* b, const
     CoverRange(std::min({a[0], b[0], c[0]}), std::max({a[0], b[0], c[0]}), image.width, i0, i1);
     CoverRange(std::min({a[1], b[1], c[1]}), std::max({a[1], b[1], c[1]}), image.height, j0, j1);
     if (i0 > i1) return;
+    if (i0 == i1 || j0 == j1) {
+        // One column (or row) of pixels: the triangle is connected, so it meets every
+        // pixel its box spans across the other axis.
+        for (int j = j0; j <= j1; ++j) image.SetSpan(j, i0, i1);
+        return;
+    }
     // Separating axes: the two pixel axes (the box above) and the three edge normals.
     HalfPlane e0 = MakeHalfPlane(a, b), e1 = MakeHalfPlane(b, c), e2 = MakeHalfPlane(c, a);
     if (i1 - i0 <= 3 && j1 - j0 <= 3) {

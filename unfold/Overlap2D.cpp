@@ -258,7 +258,8 @@ public:
         for (uint32_t b : mUsed) mBlockStart[b] = kUnused;
         mUsed.clear();
         std::vector<Entry> entries(static_cast<size_t>(entryCount));
-        if (entryCount < kBucketCount) {
+        // Sorting few entries outright is cheaper than a pass over every bucket.
+        if (16 * entryCount < kBucketCount) {
             size_t n = 0;
             ForEachCell(ranges, [&](int f, uint32_t i, uint32_t j) { entries[n++] = {_Bucket(i, j), f, _CellKey(i, j)}; });
             std::sort(entries.begin(), entries.end());
