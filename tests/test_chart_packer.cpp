@@ -357,6 +357,11 @@ TEST(ChartRaster, CoversEveryTouchedPixelAndLittleMore) {
         if (trial % 10 == 1) {  // corners on pixel lines
             for (auto& q : p) q[0] = std::floor(q[0]);
         }
+        if (trial % 10 == 2 || trial % 10 == 3) {  // inside one pixel column (or row)
+            const int axis = trial % 10 - 2;
+            const double column = std::floor(p[0][axis]);
+            for (auto& q : p) q[axis] = column + 0.05 + 0.9 * uni(rng);
+        }
         ORVO::BitImage image;
         image.Reset(28, 28);
         ORVO::_RasteriseTriangle(image, p[0], p[1], p[2]);

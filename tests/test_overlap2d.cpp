@@ -13,6 +13,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 using ORVO::IsTriMesh2DOverlapped;
@@ -369,6 +370,46 @@ TEST(Overlap2D, AgreesWithBruteForceOnAThousandTriangleGridWithFolds) {
     for (int k = 0; k < 6; ++k) l.points[pick(rng)] += Vector2(1.3, -0.9);
     ExpectAgreement(l, false, "folded grid");
     ExpectAgreement(l, true, "folded grid, welded");
+    // Enough cell entries for the grid to sort them bucket by bucket.
+    Layout big = JitteredGrid(45, 40, 0.25, rng);
+    std::uniform_int_distribution<int> pickBig(0, static_cast<int>(big.points.size()) - 1);
+    for (int k = 0; k < 6; ++k) big.points[pickBig(rng)] += Vector2(1.3, -0.9);
+    ExpectAgreement(big, false, "folded large grid");
+}
+
+TEST(Overlap2D, ConcurrentCallsAnswerAsSequentialOnes) {
+    // Worker threads flatten charts side by side, each reusing its own grid.
+    std::mt19937 rng(911u);
+    std::vector<Layout> layouts;
+    for (int i = 0; i < 40; ++i) {
+        layouts.push_back(i % 2 ? DamagedGrid(rng) : RandomSoup(rng));
+        if (i % 10 == 0) layouts.push_back(JitteredGrid(120, 110, 0.4, rng));  // past the sorting switch
+    }
+    std::vector<std::vector<int>> expected(layouts.size());
+    for (size_t i = 0; i < layouts.size(); ++i)
+        IsTriMesh2DOverlapped(layouts[i].points, layouts[i].triangles, false, &expected[i], nullptr);
+    std::vector<std::vector<std::vector<int>>> got(2, std::vector<std::vector<int>>(layouts.size()));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t)
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 3; ++round)
+                for (size_t k = 0; k < layouts.size(); ++k) {
+                    const size_t i = t == 0 ? k : layouts.size() - 1 - k;
+                    IsTriMesh2DOverlapped(layouts[i].points, layouts[i].triangles, false, &got[t][i], nullptr);
+                }
+        });
+    for (std::thread& th : threads) th.join();
+    int overlapped = 0;
+    for (size_t i = 0; i < layouts.size(); ++i) {
+        overlapped += !expected[i].empty();
+        for (int t = 0; t < 2; ++t) {
+            std::vector<int> a = expected[i], b = got[t][i];
+            std::sort(a.begin(), a.end());
+            std::sort(b.begin(), b.end());
+            EXPECT_EQ(a, b) << "layout " << i << " thread " << t;
+        }
+    }
+    EXPECT_GT(overlapped, 0);
 }
 
 TEST(Overlap2D, FewHugeAmongManyTinyTrianglesGiveTheSameAnswer) {
