@@ -219,25 +219,22 @@ std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPack
 // The attempts of one occupancy grid: the scale search and the climb above its result.
 class GridPacking {
 public:
+    // `placeable`: the charts with at least one point.
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
-                int grid, int gapTexels, double longestSide, const ChartPackOptions& options, int workers)
-    {
+                size_t placeable, int grid, double longestSide, const ChartPackOptions& options, int workers) {
         // The gap in grid pixels, rounded up when the grid is coarser than the texture.
-        mGap = static_cast<int>(std::ceil(double(gapTexels) * grid / options.resolution - 1e-9));
+        const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
         // Every chart must fit across the square with its one-pixel frame margin.
         mMaxScale = longestSide > 0 ? (grid - 2.0) / (double(grid) * longestSide) : kNoScale;
         // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the
         // grid can never be placed.
-        size_t placeable = 0;
-        for (const PreparedChart& c : charts) placeable += c.local.empty() ? 0 : 1;
-        const double cells = double(grid) / (mGap + 1);
-        mValid = double(placeable) <= cells * cells;
-        if (!mValid) return;
+        const double cells = double(grid) / (gap + 1);
+        if (double(placeable) > cells * cells) return;
         for (int w = 0; w < workers; ++w)
-            mAttempts.emplace_back(new ChartPackAttempt(chartTriangles, charts, grid, mGap, options.allowRotation));
+            mAttempts.emplace_back(new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation));
     }
 
-    bool Valid() const { return mValid; }
+    bool Valid() const { return !mAttempts.empty(); }
     double MaxScale() const { return mMaxScale; }
 
     // Runs the scale search to its end; returns the best success (success false if none).
@@ -304,9 +301,7 @@ public:
     }
 
 private:
-    int mGap = 0;
     double mMaxScale = kNoScale;
-    bool mValid = false;
     std::vector<std::unique_ptr<ChartPackAttempt>> mAttempts;
 };
 
@@ -332,7 +327,11 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
+    size_t placeable = 0, triangleCount = 0;
+    for (const PreparedChart& c : charts) placeable += c.local.empty() ? 0 : 1;
+    for (const std::vector<int>& tris : chartTriangles) triangleCount += tris.size() / 3;
     const int workers = options.threadCount > 1 ? 2 : 1;
+    const int searchLimit = workers > 1 ? 8 : 6;
     const double guess = std::sqrt(0.6 / texArea);
     const int grid = GridSize(options.resolution);
     PackAttemptResult best;
@@ -341,38 +340,31 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     // The search for the limit runs first on a grid of texels, where an attempt costs
     // a quarter; the finer grid then starts from that scale and only climbs.
     if (grid > options.resolution) {
-        GridPacking coarse(chartTriangles, charts, options.resolution, options.gapTexels, longestSide, options, workers);
+        GridPacking coarse(chartTriangles, charts, placeable, options.resolution, longestSide, options, workers);
         if (coarse.Valid()) {
             ScaleSearch search(guess, coarse.MaxScale(), options.resolution, workers > 1 ? 1.01 : 1.02);
-            best = coarse.Search(search, texArea, workers > 1 ? 8 : 6);
+            best = coarse.Search(search, texArea, searchLimit);
             bestGrid = options.resolution;
         }
     }
-    {
-        GridPacking fine(chartTriangles, charts, grid, options.gapTexels, longestSide, options, workers);
-        if (!fine.Valid()) {
-            if (!best.success) {
-                _LogFailure("PackUVAtlas: ", chartCount, " charts cannot keep a gap of ", options.gapTexels,
-                            " texels in a square of ", options.resolution);
-                return STATUS_FAILED;
-            }
-        } else {
-            // One worker stops once the limit is known to about a percent of scale (two of
-            // fill): near the limit success is a matter of luck and a further attempt gains
-            // little for its time. Two workers narrow faster per round and afford a finer end.
-            ScaleSearch search(guess, fine.MaxScale(), grid, workers > 1 ? 1.006 : 1.012);
-            if (best.success) search.Seed(best.scale);
-            size_t triangleCount = 0;
-            for (const std::vector<int>& tris : chartTriangles) triangleCount += tris.size() / 3;
-            const FineBudget budget = FineAttempts(chartCount, triangleCount);
-            PackAttemptResult fineBest = fine.Search(search, texArea, best.success ? budget.search : (workers > 1 ? 8 : 6));
-            if (fineBest.success || !best.success) {
-                fine.Refine(search, fineBest, budget.refine);
-                if (fineBest.success && (!best.success || fineBest.scale >= best.scale)) {
-                    best = std::move(fineBest);
-                    bestGrid = grid;
-                }
-            }
+    GridPacking fine(chartTriangles, charts, placeable, grid, longestSide, options, workers);
+    if (!fine.Valid() && !best.success) {
+        _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
+                    " texels in a square of ", options.resolution);
+        return STATUS_FAILED;
+    }
+    if (fine.Valid()) {
+        // One worker stops once the limit is known to about a percent of scale (two of
+        // fill): near the limit success is a matter of luck and a further attempt gains
+        // little for its time. Two workers narrow faster per round and afford a finer end.
+        ScaleSearch search(guess, fine.MaxScale(), grid, workers > 1 ? 1.006 : 1.012);
+        const FineBudget budget = FineAttempts(chartCount, triangleCount);
+        if (best.success) search.Seed(best.scale);
+        PackAttemptResult fineBest = fine.Search(search, texArea, best.success ? budget.search : searchLimit);
+        fine.Refine(search, fineBest, budget.refine);
+        if (fineBest.success && (!best.success || fineBest.scale >= best.scale)) {
+            best = std::move(fineBest);
+            bestGrid = grid;
         }
     }
     if (!best.success) {
