@@ -144,6 +144,46 @@ private:
     std::vector<T> mOverflow;
 };
 
+// Visits the tree's leaves nearest first. `boxKey(box, key)` returns false when the box
+// cannot hold anything within `bound`, else writes its nearest key; `visit(slot)` tests
+// one triangle and may lower `bound` (the caller's best so far).
+template <typename Tree, typename BoxKey, typename Visit>
+void NearestFirst(const Tree& tree, const double& bound, BoxKey&& boxKey, Visit&& visit) {
+    struct Entry {
+        int node;
+        double key;
+    };
+    TraversalStack<Entry> stack;
+    double rootKey = 0.0;
+    if (boxKey(tree.nodes[0].box, rootKey)) stack.Push(Entry{0, rootKey});
+    while (!stack.Empty()) {
+        Entry e = stack.Pop();
+        if (e.key > bound) continue;
+        for (;;) {
+            const auto& node = tree.nodes[e.node];
+            if (node.count > 0) {
+                for (int s = node.first; s < node.first + node.count; ++s) visit(s);
+                break;
+            }
+            const int l = node.first, r = node.first + 1;
+            double kl = 0.0, kr = 0.0;
+            const bool inL = boxKey(tree.nodes[l].box, kl);
+            const bool inR = boxKey(tree.nodes[r].box, kr);
+            if (inL && inR) {
+                const bool leftFirst = kl <= kr;
+                stack.Push(Entry{leftFirst ? r : l, leftFirst ? kr : kl});
+                e.node = leftFirst ? l : r;
+            } else if (inL) {
+                e.node = l;
+            } else if (inR) {
+                e.node = r;
+            } else {
+                break;
+            }
+        }
+    }
+}
+
 Vector3 ClosestPointOnSegment(const Vector3& p, const Vector3& a, const Vector3& b) {
     const Vector3 ab = b - a;
     const double len2 = ab * ab;
@@ -561,44 +601,23 @@ int MeshQueryTool::QueryClosestPoint(const Vector3& p, Vector3* closest, int* tr
     int bestSlot = -1;
     Vector3 bestPoint;
 
-    struct Entry {
-        int node;
-        double d2;
-    };
-    TraversalStack<Entry> stack;
-    stack.Push(Entry{0, impl.nodes[0].box.DistanceSquared(q)});
-    while (!stack.Empty()) {
-        Entry e = stack.Pop();
-        if (e.d2 > bestD2) continue;
-        for (;;) {
-            const Node& node = impl.nodes[e.node];
-            if (node.count > 0) {
-                for (int s = node.first; s < node.first + node.count; ++s) {
-                    Vector3 a, b, c;
-                    impl.Corners(s, &a, &b, &c);
-                    const Vector3 cp = ClosestPointOnTriangle(p, a, b, c);
-                    const double d2 = p.DistanceSquared(cp);
-                    if (d2 < bestD2) {
-                        bestD2 = d2;
-                        bestSlot = s;
-                        bestPoint = cp;
-                    }
-                }
-                break;
+    NearestFirst(
+        impl, bestD2,
+        [&](const Box& box, double& d2) {
+            d2 = box.DistanceSquared(q);
+            return d2 <= bestD2;
+        },
+        [&](int s) {
+            Vector3 a, b, c;
+            impl.Corners(s, &a, &b, &c);
+            const Vector3 cp = ClosestPointOnTriangle(p, a, b, c);
+            const double d2 = p.DistanceSquared(cp);
+            if (d2 < bestD2) {
+                bestD2 = d2;
+                bestSlot = s;
+                bestPoint = cp;
             }
-            const int l = node.first;
-            const int r = node.first + 1;
-            const double dl = impl.nodes[l].box.DistanceSquared(q);
-            const double dr = impl.nodes[r].box.DistanceSquared(q);
-            const int nearNode = dl <= dr ? l : r;
-            const int farNode = dl <= dr ? r : l;
-            const double nearD2 = std::min(dl, dr);
-            const double farD2 = std::max(dl, dr);
-            if (farD2 <= bestD2) stack.Push(Entry{farNode, farD2});
-            if (nearD2 > bestD2) break;
-            e.node = nearNode;
-        }
-    }
+        });
 
     if (bestSlot < 0) {
         // Only possible with non-finite coordinates or query point.
@@ -629,48 +648,17 @@ int MeshQueryTool::QueryRayIntersection(const Vector3& origin, const Vector3& di
 
     double bestT = std::numeric_limits<double>::infinity();
     int bestSlot = -1;
-    struct Entry {
-        int node;
-        double tNear;
-    };
-    TraversalStack<Entry> stack;
-    double t0 = 0.0;
-    if (RayBoxInterval(o, d, inv, impl.nodes[0].box, bestT, &t0)) stack.Push(Entry{0, t0});
-    while (!stack.Empty()) {
-        Entry e = stack.Pop();
-        if (e.tNear > bestT) continue;
-        for (;;) {
-            const Node& node = impl.nodes[e.node];
-            if (node.count > 0) {
-                for (int s = node.first; s < node.first + node.count; ++s) {
-                    Vector3 a, b, c;
-                    impl.Corners(s, &a, &b, &c);
-                    double t = 0.0;
-                    if (IntersectRayTriangle(origin, direction, a, b, c, &t) && t < bestT) {
-                        bestT = t;
-                        bestSlot = s;
-                    }
-                }
-                break;
+    NearestFirst(
+        impl, bestT, [&](const Box& box, double& tNear) { return RayBoxInterval(o, d, inv, box, bestT, &tNear); },
+        [&](int s) {
+            Vector3 a, b, c;
+            impl.Corners(s, &a, &b, &c);
+            double t = 0.0;
+            if (IntersectRayTriangle(origin, direction, a, b, c, &t) && t < bestT) {
+                bestT = t;
+                bestSlot = s;
             }
-            const int l = node.first;
-            const int r = node.first + 1;
-            double tl = 0.0, tr = 0.0;
-            const bool hitL = RayBoxInterval(o, d, inv, impl.nodes[l].box, bestT, &tl);
-            const bool hitR = RayBoxInterval(o, d, inv, impl.nodes[r].box, bestT, &tr);
-            if (hitL && hitR) {
-                const bool leftFirst = tl <= tr;
-                stack.Push(Entry{leftFirst ? r : l, leftFirst ? tr : tl});
-                e.node = leftFirst ? l : r;
-            } else if (hitL) {
-                e.node = l;
-            } else if (hitR) {
-                e.node = r;
-            } else {
-                break;
-            }
-        }
-    }
+        });
 
     if (bestSlot < 0) return STATUS_NOT_FOUND;
     if (hitPoint) *hitPoint = origin + direction * bestT;
