@@ -11,6 +11,7 @@
 
 #include <QarnUVAtlas/MeshQuery.h>
 #include "BenchTiming.h"
+#include "tests/TestMeshes.h"
 #include <QarnUVAtlas/TriMesh.h>
 
 #include <QarnUVAtlas/Parser.h>
@@ -36,32 +37,13 @@ using benchtiming::Median;
 namespace {
 
 
+// The test suite's UV sphere with every vertex moved off the sphere a little.
 TriMesh NoisySphere(int rings, int segments) {
-    const double pi = 3.14159265358979323846;
+    TriMesh mesh = testmesh::Sphere(1.0, rings, segments);
     std::mt19937 rng(1);
     std::uniform_real_distribution<double> noise(-0.002, 0.002);
-    TriMesh mesh;
-    mesh.ReserveVertices((rings - 1) * segments + 2);
-    mesh.ReserveTriangles(2 * (rings - 1) * segments);
-    const int top = mesh.InsertVertex(Vector3(0, 0, 1));
-    for (int i = 1; i < rings; ++i) {
-        const double theta = pi * i / rings;
-        for (int j = 0; j < segments; ++j) {
-            const double phi = 2.0 * pi * j / segments;
-            const double r = 1.0 + noise(rng);
-            mesh.InsertVertex(Vector3(r * std::sin(theta) * std::cos(phi),
-                                      r * std::sin(theta) * std::sin(phi), r * std::cos(theta)));
-        }
-    }
-    const int bottom = mesh.InsertVertex(Vector3(0, 0, -1));
-    auto ring = [&](int i, int j) { return 1 + (i - 1) * segments + (j % segments); };
-    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(top, ring(1, j), ring(1, j + 1));
-    for (int i = 1; i + 1 < rings; ++i)
-        for (int j = 0; j < segments; ++j) {
-            mesh.InsertTriangle(ring(i, j), ring(i + 1, j), ring(i + 1, j + 1));
-            mesh.InsertTriangle(ring(i, j), ring(i + 1, j + 1), ring(i, j + 1));
-        }
-    for (int j = 0; j < segments; ++j) mesh.InsertTriangle(ring(rings - 1, j), bottom, ring(rings - 1, j + 1));
+    // The poles stay put, as the query offsets are measured from the unit sphere.
+    for (int v = 1; v + 1 < mesh.GetVertexCount(); ++v) mesh.SetVertexCoord(v, mesh.GetVertexCoord(v) * (1.0 + noise(rng)));
     return mesh;
 }
 
