@@ -1,9 +1,12 @@
 #include <QarnUVAtlas/ConsolidateMesh.h>
 #include <QarnUVAtlas/Foundation.h>
+#include <QarnUVAtlas/MeshEdit.h>
 #include <QarnUVAtlas/SplitMesh.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "MeshChecks.h"
 #include "MeshCutKit.h"
+#include "TestMeshes.h"
 
 #include <gtest/gtest.h>
 
@@ -52,10 +55,14 @@ void ExpectManifoldCopy(const TriMesh& input, const TriMesh& output, const std::
     EXPECT_EQ(ORVO::SplitMesh::SplitByLines(&cut, {{tris[0][0], tris[0][1]}}, nullptr), 0) << what;
 }
 
-TriMesh Repair(const TriMesh& input, std::vector<int>& origins, const std::string& what) {
+// The repaired copy of `input`, checked as above; its vertex origins go to
+// `originsOut` when given.
+TriMesh Repair(const TriMesh& input, const std::string& what, std::vector<int>* originsOut = nullptr) {
     TriMesh output;
+    std::vector<int> origins;
     EXPECT_EQ(ConsolidateMesh::MakeManifold(&input, &output, &origins), 0) << what;
     ExpectManifoldCopy(input, output, origins, what);
+    if (originsOut != nullptr) *originsOut = origins;
     return output;
 }
 
@@ -85,17 +92,14 @@ struct Lcg {
 
 // ---------------------------------------------------------------- consolidation
 
-double Height(const std::vector<Vector3>& p, const Tri& t) {
-    const Vector3 area = (p[t[1]] - p[t[0]]).CrossProduct(p[t[2]] - p[t[0]]);
-    const double longest = std::max(p[t[0]].Distance(p[t[1]]), std::max(p[t[1]].Distance(p[t[2]]), p[t[2]].Distance(p[t[0]])));
-    return longest > 0 ? area.Length() / longest : 0.0;
-}
-
 Vector3 AreaVector(const std::vector<Vector3>& p, const Tri& t) {
     return (p[t[1]] - p[t[0]]).CrossProduct(p[t[2]] - p[t[0]]);
 }
 
-std::vector<Vector3> Coords(const TriMesh& mesh) { return mesh.GetVertexCoords(); }
+double Height(const std::vector<Vector3>& p, const Tri& t) {
+    const double longest = std::max(p[t[0]].Distance(p[t[1]]), std::max(p[t[1]].Distance(p[t[2]]), p[t[2]].Distance(p[t[0]])));
+    return longest > 0 ? AreaVector(p, t).Length() / longest : 0.0;
+}
 
 double MaxMove(const std::vector<Vector3>& a, const std::vector<Vector3>& b) {
     double most = 0.0;
@@ -124,6 +128,28 @@ int CoincidentPairs(const std::vector<Vector3>& p) {
         count += (a.x == b.x && a.y == b.y && a.z == b.z) ? 1 : 0;
     }
     return count;
+}
+
+// What every consolidation must give: no vertex moved further than eps, no
+// face thinner than a tenth of it, no two vertices on one spot, and the faces
+// that were sound still facing their way. In the plane z = 0 (`facingUp`)
+// every face, the degenerate ones too, must end up facing +z.
+void ExpectConsolidated(const TriMesh& mesh, const std::vector<Vector3>& coords, double eps, bool facingUp,
+                        const std::string& what) {
+    const std::vector<Vector3> before = mesh.GetVertexCoords();
+    const auto tris = Triangles(mesh);
+    ASSERT_EQ(coords.size(), before.size()) << what;
+    EXPECT_LE(MaxMove(coords, before), eps) << what;
+    EXPECT_EQ(FlatFaces(coords, tris, 0.1 * eps), 0) << what << " had " << FlatFaces(before, tris, 0.1 * eps);
+    EXPECT_EQ(CoincidentPairs(coords), 0) << what << " had " << CoincidentPairs(before);
+    int turned = 0, notUp = 0;
+    for (const Tri& t : tris) {
+        notUp += facingUp && AreaVector(coords, t).z <= 0.0 ? 1 : 0;
+        if (Repeats(t) || Height(before, t) < eps) continue;
+        turned += AreaVector(before, t) * AreaVector(coords, t) <= 0.0 ? 1 : 0;
+    }
+    EXPECT_EQ(turned, 0) << what;
+    EXPECT_EQ(notUp, 0) << what;
 }
 
 // A flat triangle (0, 1, 2) with corner 2 on the middle of edge (0, 1), and
@@ -172,8 +198,7 @@ TEST(MakeManifold, ThirdFaceOnAnEdgeGetsItsOwnVertices) {
     mesh.InsertTriangle(0, 1, 2);
     mesh.InsertTriangle(1, 0, 3);
     mesh.InsertTriangle(0, 1, 4);
-    std::vector<int> origins;
-    TriMesh out = Repair(mesh, origins, "book");
+    TriMesh out = Repair(mesh, "book");
     EXPECT_EQ(out.GetVertexCount(), 7);
     EXPECT_EQ(Triangles(out), (std::vector<Tri>{{0, 1, 2}, {1, 0, 3}, {5, 6, 4}}));
 }
@@ -183,30 +208,32 @@ TEST(MakeManifold, OppositelyRunningPairIsTheOneKept) {
     mesh.InsertTriangle(0, 1, 2);
     mesh.InsertTriangle(0, 1, 3);  // runs (0, 1) like face 0
     mesh.InsertTriangle(1, 0, 4);
-    std::vector<int> origins;
-    TriMesh out = Repair(mesh, origins, "pairing");
+    TriMesh out = Repair(mesh, "pairing");
     const auto tris = Triangles(out);
     EXPECT_EQ(tris[0], (Tri{0, 1, 2}));
     EXPECT_EQ(tris[2], (Tri{1, 0, 4}));
     EXPECT_TRUE(SharesNoEdge(tris, 1));
 }
 
-TEST(MakeManifold, BowtieVertexIsDoubled) {
+TEST(MakeManifold, BowtieVertexIsDoubledWithItsAttributes) {
     TriMesh mesh = Points(5);
+    mesh.SetHasVertexColor(true);
+    for (int v = 0; v < 5; ++v) mesh.SetVertexColor(v, Vector3(v, 1, 2));
     mesh.InsertTriangle(0, 1, 2);
     mesh.InsertTriangle(0, 3, 4);
     std::vector<int> origins;
-    TriMesh out = Repair(mesh, origins, "bowtie");
+    TriMesh out = Repair(mesh, "bowtie", &origins);
     EXPECT_EQ(Triangles(out), (std::vector<Tri>{{0, 1, 2}, {5, 3, 4}}));
     EXPECT_EQ(origins[5], 0);
+    ASSERT_TRUE(out.HasVertexColor());
+    meshcheck::ExpectVec(out.GetVertexColor(5), Vector3(0, 1, 2));
 }
 
 TEST(MakeManifold, DuplicatedFaceIsDetached) {
     TriMesh mesh = Grid(3, 3);
     const int* t = mesh.GetTriangle(8);
     mesh.InsertTriangle(t[0], t[1], t[2]);
-    std::vector<int> origins;
-    TriMesh out = Repair(mesh, origins, "duplicate");
+    TriMesh out = Repair(mesh, "duplicate");
     const auto tris = Triangles(out);
     EXPECT_EQ(tris[8], Triangles(mesh)[8]);
     EXPECT_TRUE(SharesNoEdge(tris, mesh.GetTriangleCount() - 1));
@@ -218,8 +245,7 @@ TEST(MakeManifold, FlippedNeighbourIsSeparated) {
     const int* t = mesh.GetTriangle(10);
     mesh.SetTriangleVertexIds(10, t[0], t[2], t[1]);
     ASSERT_EQ(SameDirectionEdges(Triangles(mesh)), 3);
-    std::vector<int> origins;
-    TriMesh out = Repair(mesh, origins, "flipped");
+    TriMesh out = Repair(mesh, "flipped");
     EXPECT_TRUE(SharesNoEdge(Triangles(out), 10));
     EXPECT_EQ(Components(Triangles(out), out.GetVertexCount()), 2);
 }
@@ -228,14 +254,12 @@ TEST(MakeManifold, TriangleRepeatingAVertexGetsDistinctCorners) {
     TriMesh mesh = Grid(2, 2);
     mesh.InsertTriangle(4, 4, 5);
     mesh.InsertTriangle(3, 4, 3);
-    std::vector<int> origins;
-    Repair(mesh, origins, "repeated");  // distinct corners are among its checks
+    Repair(mesh, "repeated");  // distinct corners are among its checks
 }
 
 TEST(MakeManifold, ManifoldMeshesComeBackUnchanged) {
     for (TriMesh mesh : {UVSphere(7, 11), Torus(10, 6), Grid(5, 4), Cube(true)}) {
-        std::vector<int> origins;
-        TriMesh out = Repair(mesh, origins, "manifold");
+        TriMesh out = Repair(mesh, "manifold");
         EXPECT_EQ(out.GetVertexCount(), mesh.GetVertexCount());
         EXPECT_EQ(Triangles(out), Triangles(mesh));
     }
@@ -267,8 +291,7 @@ TEST(MakeManifold, SheetsMeetingOnALineAreSeparated) {
         Lcg rng{static_cast<uint64_t>(order) + 1};
         for (size_t k = faces.size(); k > 1; --k) std::swap(faces[k - 1], faces[rng.Next(static_cast<int>(k))]);
         for (const Tri& f : faces) mesh.InsertTriangle(f[0], f[1], f[2]);
-        std::vector<int> origins;
-        Repair(mesh, origins, "sheets " + std::to_string(order));
+        Repair(mesh, "sheets " + std::to_string(order));
     }
 }
 
@@ -301,7 +324,7 @@ TEST(MakeManifold, GluesAlternatingAlongAHingeAreResolved) {
         for (int s : order[i % 2]) addSegment(s, i);
     }
     std::vector<int> origins;
-    TriMesh out = Repair(mesh, origins, "hinge");
+    TriMesh out = Repair(mesh, "hinge", &origins);
     // Every hinge edge keeps exactly one glued pair.
     auto uses = EdgeUses(Triangles(out));
     int gluedHingeEdges = 0;
@@ -327,24 +350,8 @@ TEST(MakeManifold, RandomTriangleSoupBecomesManifold) {
             }
             mesh.InsertTriangle(a, b, c);
         }
-        std::vector<int> origins;
-        Repair(mesh, origins, "soup " + std::to_string(seed));
+        Repair(mesh, "soup " + std::to_string(seed));
     }
-}
-
-TEST(MakeManifold, AttributesTravelWithTheCopies) {
-    TriMesh mesh = Points(5);
-    mesh.SetHasVertexColor(true);
-    for (int v = 0; v < 5; ++v) mesh.SetVertexColor(v, Vector3(v, 1, 2));
-    mesh.InsertTriangle(0, 1, 2);
-    mesh.InsertTriangle(0, 3, 4);
-    TriMesh out;
-    std::vector<int> origins;
-    ASSERT_EQ(ConsolidateMesh::MakeManifold(&mesh, &out, &origins), 0);
-    ASSERT_EQ(out.GetVertexCount(), 6);
-    EXPECT_TRUE(out.HasVertexColor());
-    EXPECT_EQ(out.GetVertexColor(5).x, 0.0);
-    EXPECT_EQ(out.GetVertexColor(5).y, 1.0);
 }
 
 TEST(MakeManifold, NullArgumentsAreInvalid) {
@@ -364,8 +371,7 @@ TEST(MakeManifold, ScannedMeshesBecomeManifold) {
         if (std::string(name) == "suzanne.obj" || std::string(name) == "teapot.obj") {
             EXPECT_TRUE(damaged) << name;
         }
-        std::vector<int> origins;
-        TriMesh out = Repair(mesh, origins, name);
+        TriMesh out = Repair(mesh, name);
         if (damaged) {
             EXPECT_GT(out.GetVertexCount(), mesh.GetVertexCount()) << name;
         }
@@ -379,11 +385,8 @@ TEST(ConsolidateDegenerateTriangles, FlatTriangleTakesItsNeighboursOrientation) 
     const double eps = 1e-6;
     std::vector<Vector3> coords;
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, eps, coords), 0);
-    ASSERT_EQ(coords.size(), 6u);
     EXPECT_EQ(mesh.GetVertexCoord(2).y, 0.0);  // the mesh itself is untouched
-    EXPECT_LE(MaxMove(coords, Coords(mesh)), eps);
-    for (const Tri& t : Triangles(mesh)) EXPECT_GT(AreaVector(coords, t).z, 0.0);
-    EXPECT_GE(Height(coords, {0, 1, 2}), 0.1 * eps);
+    ExpectConsolidated(mesh, coords, eps, true, "flat");
     // The corner across the long edge is the one that moves.
     EXPECT_GT(coords[2].y, 0.0);
     for (int v : {0, 1, 3, 4, 5}) EXPECT_EQ(coords[v].Distance(mesh.GetVertexCoord(v)), 0.0);
@@ -397,30 +400,24 @@ TEST(ConsolidateDegenerateTriangles, MaskedCornerStaysAndAnotherMoves) {
     std::vector<Vector3> coords;
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, &mask, eps, coords), 0);
     EXPECT_EQ(coords[2].Distance(mesh.GetVertexCoord(2)), 0.0);
-    EXPECT_LE(MaxMove(coords, Coords(mesh)), eps);
-    EXPECT_GE(Height(coords, {0, 1, 2}), 0.1 * eps);
-    for (const Tri& t : Triangles(mesh)) EXPECT_GT(AreaVector(coords, t).z, 0.0);
+    ExpectConsolidated(mesh, coords, eps, true, "masked");
 
     std::vector<bool> frozen(6, false);
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, &frozen, eps, coords), 0);
-    EXPECT_EQ(MaxMove(coords, Coords(mesh)), 0.0);
+    EXPECT_EQ(MaxMove(coords, mesh.GetVertexCoords()), 0.0);
 }
 
 TEST(ConsolidateDegenerateTriangles, ZeroWidthStripOpensTheRightWay) {
     TriMesh mesh = GridWithZeroWidthStrip(6);
     const double eps = 1e-7;
-    const auto tris = Triangles(mesh);
-    ASSERT_EQ(CoincidentPairs(Coords(mesh)), 7);
-    ASSERT_EQ(FlatFaces(Coords(mesh), tris, 0.1 * eps), 12);
+    ASSERT_EQ(CoincidentPairs(mesh.GetVertexCoords()), 7);
+    ASSERT_EQ(FlatFaces(mesh.GetVertexCoords(), Triangles(mesh), 0.1 * eps), 12);
     std::vector<Vector3> coords;
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, eps, coords), 0);
-    EXPECT_LE(MaxMove(coords, Coords(mesh)), eps);
-    EXPECT_EQ(CoincidentPairs(coords), 0);
-    EXPECT_EQ(FlatFaces(coords, tris, 0.1 * eps), 0);
-    for (const Tri& t : tris) EXPECT_GT(AreaVector(coords, t).z, 0.0);
+    ExpectConsolidated(mesh, coords, eps, true, "strip");
 }
 
-TEST(ConsolidateDegenerateTriangles, CollapsedTriangleIsOpened) {
+TEST(ConsolidateDegenerateTriangles, CollapsedTriangleAndNeedleAreOpened) {
     TriMesh mesh = Grid(3, 3);
     const Vector3 p(5, 5, 5);
     const int a = mesh.InsertVertex(p), b = mesh.InsertVertex(p), c = mesh.InsertVertex(p);
@@ -432,40 +429,31 @@ TEST(ConsolidateDegenerateTriangles, CollapsedTriangleIsOpened) {
     const double eps = 1e-8;
     std::vector<Vector3> coords;
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, eps, coords), 0);
-    EXPECT_LE(MaxMove(coords, Coords(mesh)), eps);
-    EXPECT_EQ(FlatFaces(coords, Triangles(mesh), 0.1 * eps), 0);
-    EXPECT_EQ(CoincidentPairs(coords), 0);
+    ExpectConsolidated(mesh, coords, eps, false, "collapsed");
 }
 
 TEST(ConsolidateDegenerateTriangles, DuplicatedSheetIsPulledApart) {
     TriMesh mesh = Grid(4, 4);
-    TriMesh copy = Grid(4, 4);
     const int base = mesh.GetVertexCount();
-    for (int v = 0; v < copy.GetVertexCount(); ++v) mesh.InsertVertex(copy.GetVertexCoord(v));
-    for (const Tri& t : Triangles(copy)) mesh.InsertTriangle(base + t[0], base + t[1], base + t[2]);
+    testmesh::Append(mesh, Grid(4, 4));
     const double eps = 1e-9;
     std::vector<Vector3> coords;
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, eps, coords), 0);
-    EXPECT_EQ(CoincidentPairs(coords), 0);
-    EXPECT_LE(MaxMove(coords, Coords(mesh)), eps);
+    ExpectConsolidated(mesh, coords, eps, true, "sheet");
     for (int v = 0; v < base; ++v) EXPECT_GE(coords[v].Distance(coords[base + v]), 0.1 * eps);
-    for (const Tri& t : Triangles(mesh)) EXPECT_GT(AreaVector(coords, t).z, 0.0);
 }
 
 TEST(ConsolidateDegenerateTriangles, CleanMeshIsLeftExactlyAsItIs) {
     TriMesh mesh = UVSphere(9, 13);
     std::vector<Vector3> coords;
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, 1e-10, coords), 0);
-    EXPECT_EQ(MaxMove(coords, Coords(mesh)), 0.0);
+    EXPECT_EQ(MaxMove(coords, mesh.GetVertexCoords()), 0.0);
 }
 
 TEST(ConsolidateDegenerateTriangles, RepeatableAndFreeOfUnits) {
     auto build = [](double scale) {
         TriMesh mesh = GridWithZeroWidthStrip(5);
-        const int base = mesh.GetVertexCount();
-        TriMesh flat = FlatBetweenNeighbours();
-        for (int v = 0; v < flat.GetVertexCount(); ++v) mesh.InsertVertex(flat.GetVertexCoord(v) + Vector3(20, 0, 0));
-        for (const Tri& t : Triangles(flat)) mesh.InsertTriangle(base + t[0], base + t[1], base + t[2]);
+        testmesh::Append(mesh, FlatBetweenNeighbours(), Vector3(20, 0, 0));
         for (int v = 0; v < mesh.GetVertexCount(); ++v) mesh.SetVertexCoord(v, mesh.GetVertexCoord(v) * scale);
         return mesh;
     };
@@ -475,10 +463,8 @@ TEST(ConsolidateDegenerateTriangles, RepeatableAndFreeOfUnits) {
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&unit, nullptr, eps, first), 0);
     ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&unit, nullptr, eps, second), 0);
     ASSERT_EQ(first.size(), second.size());
-    for (size_t i = 0; i < first.size(); ++i) {
-        EXPECT_TRUE(first[i].x == second[i].x && first[i].y == second[i].y && first[i].z == second[i].z);
-    }
-    ASSERT_GT(MaxMove(first, Coords(unit)), 0.0);
+    EXPECT_EQ(MaxMove(first, second), 0.0);
+    ASSERT_GT(MaxMove(first, unit.GetVertexCoords()), 0.0);
 
     // A power-of-two scale is exact in floating point, so every decision and
     // every displacement must scale exactly; another scale up to rounding.
@@ -499,10 +485,9 @@ TEST(ConsolidateDegenerateTriangles, InvalidArgumentsAreRejected) {
     TriMesh mesh = Grid(2, 2);
     std::vector<Vector3> coords;
     EXPECT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(nullptr, nullptr, 1e-6, coords), ORVO::STATUS_INVALID_INPUT);
-    EXPECT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, 0.0, coords), ORVO::STATUS_INVALID_INPUT);
-    EXPECT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, -1.0, coords), ORVO::STATUS_INVALID_INPUT);
-    EXPECT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, std::nan(""), coords),
-              ORVO::STATUS_INVALID_INPUT);
+    for (double eps : {0.0, -1.0, std::nan("")})
+        EXPECT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, eps, coords), ORVO::STATUS_INVALID_INPUT)
+            << eps;
     std::vector<bool> shortMask(3, true);
     EXPECT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, &shortMask, 1e-6, coords),
               ORVO::STATUS_INVALID_INPUT);
@@ -516,28 +501,11 @@ TEST(ConsolidateDegenerateTriangles, ScannedMeshesLoseTheirDegeneracies) {
     for (const auto& [name, path] : present) {
         TriMesh mesh;
         ASSERT_TRUE(ReadObj(path, mesh)) << name;
-        const std::vector<Vector3> before = Coords(mesh);
-        Vector3 lo = before[0], hi = before[0];
-        for (const Vector3& p : before)
-            for (int a = 0; a < 3; ++a) {
-                lo[a] = std::min(lo[a], p[a]);
-                hi[a] = std::max(hi[a], p[a]);
-            }
+        Vector3 lo, hi;
+        ASSERT_EQ(ORVO::CalculateTriMeshBoundingBox(&mesh, &lo, &hi), 0) << name;
         const double eps = 1e-10 * (hi - lo).Length();
-        const auto tris = Triangles(mesh);
         std::vector<Vector3> coords;
         ASSERT_EQ(ConsolidateMesh::ConsolidateDegenerateTriangles(&mesh, nullptr, eps, coords), 0) << name;
-        ASSERT_EQ(coords.size(), before.size());
-        EXPECT_LE(MaxMove(coords, before), eps) << name;
-        EXPECT_EQ(FlatFaces(coords, tris, 0.1 * eps), 0)
-            << name << " had " << FlatFaces(before, tris, 0.1 * eps) << " flat faces";
-        EXPECT_EQ(CoincidentPairs(coords), 0) << name << " had " << CoincidentPairs(before);
-        // Faces that were sound keep their orientation.
-        int turned = 0;
-        for (const Tri& t : tris) {
-            if (Repeats(t) || Height(before, t) < eps) continue;
-            turned += AreaVector(before, t) * AreaVector(coords, t) <= 0.0 ? 1 : 0;
-        }
-        EXPECT_EQ(turned, 0) << name;
+        ExpectConsolidated(mesh, coords, eps, false, name);
     }
 }

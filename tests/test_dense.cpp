@@ -89,15 +89,14 @@ TEST(NearestRotation, TwoByTwoClosedFormAgreesWithSvd) {
 
 TEST(NearestRotation, TwoByTwoDegenerateAndExtremeInputs) {
     double c = 0, s = 0;
-    // A scaled reflection: every rotation is equally near; the identity is chosen.
-    EXPECT_FALSE(ORVO::_NearestRotation2x2(2.0, 1.0, 1.0, -2.0, &c, &s));
-    EXPECT_EQ(c, 1.0);
-    EXPECT_EQ(s, 0.0);
-    EXPECT_FALSE(ORVO::_NearestRotation2x2(0.0, 0.0, 0.0, 0.0, &c, &s));
-    EXPECT_EQ(c, 1.0);
-    EXPECT_FALSE(ORVO::_NearestRotation2x2(std::nan(""), 0.0, 0.0, 1.0, &c, &s));
-    EXPECT_EQ(c, 1.0);
-    EXPECT_EQ(s, 0.0);
+    // A scaled reflection, zero and NaN: no rotation is nearest; the identity is chosen.
+    for (const std::vector<double>& m : std::vector<std::vector<double>>{
+             {2.0, 1.0, 1.0, -2.0}, {0.0, 0.0, 0.0, 0.0}, {std::nan(""), 0.0, 0.0, 1.0}}) {
+        c = s = 0.5;
+        EXPECT_FALSE(ORVO::_NearestRotation2x2(m[0], m[1], m[2], m[3], &c, &s)) << m[0];
+        EXPECT_EQ(c, 1.0);
+        EXPECT_EQ(s, 0.0);
+    }
     // Scales whose squares under- or overflow still give the angle.
     for (double scale : {1e-170, 1e-300, 1e170, 1e300}) {
         const double t = 0.3;
@@ -112,13 +111,13 @@ TEST(NearestRotation, TwoByTwoDegenerateAndExtremeInputs) {
 TEST(NearestRotation, ThreeByThreeRemovesReflections) {
     const std::vector<double> r = Rotation3(1.0, 2.0, -0.5, 0.8);
     std::vector<double> out;
-    // R diag(3, 2, 1) has R as its rotation factor.
-    ASSERT_EQ(ORVO::OrthgonalApproximation(Multiply3(r, {3, 0, 0, 0, 2, 0, 0, 0, 1}), 3, 3, &out), 0);
-    EXPECT_LT(Distance(out, r), 1e-12);
-    // R diag(3, 2, -1) is a reflection; flipping its weakest direction gives R back.
-    ASSERT_EQ(ORVO::OrthgonalApproximation(Multiply3(r, {3, 0, 0, 0, 2, 0, 0, 0, -1}), 3, 3, &out),
-              0);
-    EXPECT_LT(Distance(out, r), 1e-12);
+    // R diag(3, 2, 1) has R as its rotation factor; R diag(3, 2, -1) is a
+    // reflection, and flipping its weakest direction gives R back.
+    for (double last : {1.0, -1.0}) {
+        const std::vector<double> s = Multiply3(r, {3, 0, 0, 0, 2, 0, 0, 0, last});
+        ASSERT_EQ(ORVO::OrthgonalApproximation(s, 3, 3, &out), 0);
+        EXPECT_LT(Distance(out, r), 1e-12) << last;
+    }
 
     std::mt19937 rng(3);
     std::uniform_real_distribution<double> u(-1.0, 1.0);

@@ -4,14 +4,12 @@
 
 #include "MeshChecks.h"
 #include "TestFiles.h"
+#include "TestMeshes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <random>
-#include <sstream>
-#include <string>
 #include <vector>
 
 using ORVO::IGridPointCloud;
@@ -64,28 +62,19 @@ PointCloud ThreePointGridCloud() {
 
 // --- Construction and attributes ---------------------------------------------------
 
-TEST(PointCloud, NewCloudHasNoFlagsAndNoPoints) {
+TEST(PointCloud, FlagsStartAsAskedAndColourIsTheDefaultWhileColoursAreOff) {
     PointCloud cloud;
-    EXPECT_FALSE(cloud.HasNormal());
-    EXPECT_FALSE(cloud.HasColor());
-    EXPECT_FALSE(cloud.HasGridTopology());
-    EXPECT_EQ(cloud.GetPointCount(), 0);
-
-    PointCloud flagged(true, false, true);
-    EXPECT_TRUE(flagged.HasNormal());
+    EXPECT_FALSE(cloud.HasNormal() || cloud.HasColor() || cloud.HasGridTopology());
+    PointCloud flagged(true, false, true);  // normal, colour, grid
+    EXPECT_TRUE(flagged.HasNormal() && flagged.HasGridTopology());
     EXPECT_FALSE(flagged.HasColor());
-    EXPECT_TRUE(flagged.HasGridTopology());
     EXPECT_EQ(flagged.GetPointCount(), 0);
-}
 
-TEST(PointCloud, ColourIsTheDefaultWhileColoursAreOff) {
-    PointCloud cloud;
     EXPECT_EQ(cloud.InsertPoint(Vector3(1, 2, 3)), 0);
     ExpectVec(cloud.GetPointColor(0), Vector3(0.09, 0.48627, 0.69));
     // Writing a colour while colours are off keeps nothing.
     cloud.SetPointColor(0, Vector3(1, 0, 0));
     ExpectVec(cloud.GetPointColor(0), Vector3(0.09, 0.48627, 0.69));
-
     cloud.SetHasColor(true);
     cloud.SetPointColor(0, Vector3(1, 0, 0));
     ExpectVec(cloud.GetPointColor(0), Vector3(1, 0, 0));
@@ -93,31 +82,19 @@ TEST(PointCloud, ColourIsTheDefaultWhileColoursAreOff) {
     ExpectVec(cloud.GetPointColor(0), Vector3(0.09, 0.48627, 0.69));
 }
 
-TEST(PointCloud, InsertionGrowsTheKeptLists) {
-    PointCloud cloud(true, true, false);
-    EXPECT_EQ(cloud.InsertPoint(Vector3(0, 0, 0)), 0);
-    EXPECT_EQ(cloud.InsertPoint(Vector3(1, 0, 0), Vector3(0, 1, 0)), 1);
-    EXPECT_EQ(cloud.GetPointCount(), 2);
-    ExpectVec(cloud.GetPointNormal(0), Vector3());
-    ExpectVec(cloud.GetPointNormal(1), Vector3(0, 1, 0));
-    cloud.SetPointNormal(0, Vector3(0, 0, 1));
-    ExpectVec(cloud.GetPointNormal(0), Vector3(0, 0, 1));
-    cloud.SetPointColor(1, Vector3(0.5, 0.5, 0.5));
-    ExpectVec(cloud.GetPointColor(1), Vector3(0.5, 0.5, 0.5));
-    ExpectVec(cloud.GetPointCoord(1), Vector3(1, 0, 0));
-}
-
 TEST(PointCloud, NormalInsertionKeepsTheNormalWhateverTheFlag) {
     PointCloud cloud;
     cloud.InsertPoint(Vector3(0, 0, 0));
-    const int id = cloud.InsertPoint(Vector3(1, 1, 1), Vector3(0, 0, -1));
-    EXPECT_EQ(id, 1);
+    EXPECT_EQ(cloud.InsertPoint(Vector3(1, 1, 1), Vector3(0, 0, -1)), 1);
     EXPECT_FALSE(cloud.HasNormal());
     // The normal lands at the new point's id even though point 0 has none.
     ExpectVec(cloud.GetPointNormal(1), Vector3(0, 0, -1));
     cloud.SetHasNormal(true);
     ExpectVec(cloud.GetPointNormal(0), Vector3());
     ExpectVec(cloud.GetPointNormal(1), Vector3(0, 0, -1));
+    cloud.SetPointNormal(0, Vector3(0, 0, 1));
+    ExpectVec(cloud.GetPointNormal(0), Vector3(0, 0, 1));
+    ExpectVec(cloud.GetPointCoord(1), Vector3(1, 1, 1));
 }
 
 TEST(PointCloud, SwapAndPopbackMoveEveryAttribute) {
@@ -145,12 +122,18 @@ TEST(PointCloud, SwapAndPopbackMoveEveryAttribute) {
 TEST(PointCloud, ClearRemovesPointsAndGridButKeepsFlags) {
     PointCloud cloud = ThreePointGridCloud();
     cloud.ReservePoint(100);
-    EXPECT_EQ(cloud.GetPointCount(), 3);
     cloud.Clear();
     EXPECT_EQ(cloud.GetPointCount(), 0);
     EXPECT_FALSE(cloud.HasGridTopology());
-    EXPECT_TRUE(cloud.HasNormal());
-    EXPECT_TRUE(cloud.HasColor());
+    EXPECT_TRUE(cloud.HasNormal() && cloud.HasColor());
+
+    // Dropping only the grid keeps the points.
+    PointCloud grid = ThreePointGridCloud();
+    grid.ClearGridTopologyInfo();
+    EXPECT_FALSE(grid.HasGridTopology());
+    EXPECT_FALSE(grid.IsGridValid(0, 0));
+    EXPECT_EQ(grid.GetPointCount(), 3);
+    ExpectVec(grid.GetPointCoord(2), Vector3(2, 20, 0));
 }
 
 TEST(PointCloud, UnifyCoordsFitsTheCloudIntoACube) {
@@ -175,19 +158,17 @@ TEST(PointCloud, UnifyCoordsFitsTheCloudIntoACube) {
 }
 
 TEST(PointCloud, UnifyCoordsLeavesAPointCloudOfOnePlaceAlone) {
-    PointCloud cloud;
-    cloud.InsertPoint(Vector3(2, 2, 2));
-    cloud.InsertPoint(Vector3(2, 2, 2));
-    double scale = -7.0;
-    Vector3 center(-7, -7, -7);
-    cloud.UnifyCoords(1.0, &scale, &center);
-    EXPECT_EQ(scale, -7.0);
-    ExpectVec(center, Vector3(-7, -7, -7));
-    ExpectVec(cloud.GetPointCoord(0), Vector3(2, 2, 2));
-
-    PointCloud empty;
-    empty.UnifyCoords(1.0, &scale, &center);
-    EXPECT_EQ(scale, -7.0);
+    PointCloud empty, point;
+    point.InsertPoint(Vector3(2, 2, 2));
+    point.InsertPoint(Vector3(2, 2, 2));
+    for (PointCloud* cloud : {&empty, &point}) {
+        double scale = -7.0;
+        Vector3 center(-7, -7, -7);
+        cloud->UnifyCoords(1.0, &scale, &center);
+        EXPECT_EQ(scale, -7.0);
+        ExpectVec(center, Vector3(-7, -7, -7));
+    }
+    ExpectVec(point.GetPointCoord(0), Vector3(2, 2, 2));
 }
 
 // --- Grid topology -----------------------------------------------------------------
@@ -196,15 +177,10 @@ TEST(PointCloudGrid, InitGridMakesEmptyCells) {
     PointCloud cloud;
     cloud.InsertPoint(Vector3(1, 1, 1));
     cloud.InitGrid(4, 3);
-    EXPECT_TRUE(cloud.HasGridTopology());
     EXPECT_EQ(cloud.GetWidth(), 4);
     EXPECT_EQ(cloud.GetHeight(), 3);
     EXPECT_EQ(cloud.GetPointCount(), 0);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 4; ++x) {
-            EXPECT_FALSE(cloud.IsGridValid(x, y));
-            EXPECT_EQ(cloud.GetGridPointId(x, y), -1);
-        }
+    ExpectGridConsistent(cloud);  // with no points: every cell empty
     EXPECT_FALSE(cloud.IsGridValid(4, 0));
     EXPECT_FALSE(cloud.IsGridValid(-1, 0));
 }
@@ -216,10 +192,7 @@ TEST(PointCloudGrid, SetGridCoordCreatesThenOverwrites) {
     EXPECT_EQ(cloud.GetPointCount(), 1);
     EXPECT_EQ(cloud.GetGridPointId(3, 2), 0);
     EXPECT_EQ(cloud.GetPointGridIndex(0), 5 * 2 + 3);
-    int x = -1, y = -1;
-    cloud.GetPointGridId(0, x, y);
-    EXPECT_EQ(x, 3);
-    EXPECT_EQ(y, 2);
+    ExpectGridConsistent(cloud);  // point 0 knows its cell (3, 2)
 
     cloud.SetGridCoord(3, 2, Vector3(4, 5, 6));
     EXPECT_EQ(cloud.GetPointCount(), 1);
@@ -262,14 +235,11 @@ TEST(PointCloudGrid, RoundTripThroughEveryCell) {
 }
 
 TEST(PointCloudGrid, InsertingAPointDropsTheGrid) {
-    PointCloud cloud = ThreePointGridCloud();
-    ASSERT_TRUE(cloud.HasGridTopology());
+    PointCloud cloud = ThreePointGridCloud(), other = ThreePointGridCloud();
     EXPECT_EQ(cloud.InsertPoint(Vector3(7, 7, 7)), 3);
     EXPECT_FALSE(cloud.HasGridTopology());
     EXPECT_EQ(cloud.GetPointCount(), 4);
     EXPECT_FALSE(cloud.IsGridValid(0, 0));
-
-    PointCloud other = ThreePointGridCloud();
     other.InsertPoint(Vector3(7, 7, 7), Vector3(0, 0, 1));
     EXPECT_FALSE(other.HasGridTopology());
     ExpectVec(other.GetPointNormal(3), Vector3(0, 0, 1));
@@ -317,7 +287,7 @@ TEST(PointCloudGrid, RandomInvalidationsKeepTheMapsConsistent) {
     }
 }
 
-TEST(PointCloudGrid, SwapPointSwapsBothMaps) {
+TEST(PointCloudGrid, SwapAndPopbackKeepBothMapsInStep) {
     PointCloud cloud = ThreePointGridCloud();
     cloud.SwapPoint(0, 1);
     EXPECT_EQ(cloud.GetGridPointId(0, 0), 1);
@@ -325,15 +295,11 @@ TEST(PointCloudGrid, SwapPointSwapsBothMaps) {
     ExpectVec(cloud.GetGridCoord(0, 0), Vector3(0, 0, 0));
     ExpectVec(cloud.GetGridNormal(1, 0), Vector3(0, 0, 2));
     ExpectGridConsistent(cloud);
-}
 
-TEST(PointCloudGrid, PopbackEmptiesTheCellsOfRemovedPoints) {
-    PointCloud cloud = ThreePointGridCloud();
+    // Popping points 1 and 2 empties their cells (0 and 2): one occupied cell left.
     cloud.PopbackPoints(2);
     EXPECT_EQ(cloud.GetPointCount(), 1);
-    EXPECT_TRUE(cloud.IsGridValid(0, 0));
-    EXPECT_FALSE(cloud.IsGridValid(1, 0));
-    EXPECT_FALSE(cloud.IsGridValid(2, 0));
+    EXPECT_TRUE(cloud.IsGridValid(1, 0));
     ExpectGridConsistent(cloud);
     // The cell can take a new point again.
     cloud.SetGridCoord(2, 0, Vector3(5, 5, 5));
@@ -363,30 +329,18 @@ TEST(PointCloudGrid, RemoveOuterBlankGridsCropsAndKeepsPoints) {
     EXPECT_EQ(cloud.GetWidth(), 4);
     EXPECT_EQ(cloud.GetHeight(), 4);
     ExpectGridConsistent(cloud);
-}
 
-TEST(PointCloudGrid, RemoveOuterBlankGridsOnAnEmptyGrid) {
-    PointCloud cloud;
-    cloud.InitGrid(3, 3);
-    cloud.RemoveOuterBlankGrids();
-    EXPECT_TRUE(cloud.HasGridTopology());
-    EXPECT_EQ(cloud.GetWidth(), 0);
-    EXPECT_EQ(cloud.GetHeight(), 0);
-
-    PointCloud plain;
+    // An empty grid crops to nothing; a cloud without a grid is left alone.
+    PointCloud blank, plain;
+    blank.InitGrid(3, 3);
+    blank.RemoveOuterBlankGrids();
+    EXPECT_TRUE(blank.HasGridTopology());
+    EXPECT_EQ(blank.GetWidth(), 0);
+    EXPECT_EQ(blank.GetHeight(), 0);
     plain.InsertPoint(Vector3(1, 1, 1));
     plain.RemoveOuterBlankGrids();
     EXPECT_FALSE(plain.HasGridTopology());
     EXPECT_EQ(plain.GetPointCount(), 1);
-}
-
-TEST(PointCloudGrid, ClearGridTopologyInfoKeepsThePoints) {
-    PointCloud cloud = ThreePointGridCloud();
-    cloud.ClearGridTopologyInfo();
-    EXPECT_FALSE(cloud.HasGridTopology());
-    EXPECT_EQ(cloud.GetPointCount(), 3);
-    EXPECT_FALSE(cloud.IsGridValid(0, 0));
-    ExpectVec(cloud.GetPointCoord(2), Vector3(2, 20, 0));
 }
 
 TEST(PointCloudGrid, MisuseIsLoggedAndIgnored) {
@@ -406,12 +360,9 @@ TEST(PointCloudGrid, WorksThroughTheAbstractInterfaces) {
     IGridPointCloud* grid = &cloud;
     grid->InitGrid(2, 2);
     grid->SetGridCoord(1, 1, Vector3(3, 3, 3));
-    IPointCloud* points = grid;
-    EXPECT_EQ(points->GetPointCount(), 1);
-    ExpectVec(points->GetPointCoord(0), Vector3(3, 3, 3));
-    IPointList* list = &cloud;
-    EXPECT_EQ(list->GetPointCount(), 1);
-    ExpectVec(list->GetPointColor(0), Vector3(0.09, 0.48627, 0.69));
+    const IPointList* list = &cloud;
+    EXPECT_EQ(static_cast<IPointCloud*>(grid)->GetPointCount(), 1);
+    ExpectVec(list->GetPointCoord(0), Vector3(3, 3, 3));
 }
 
 // --- Point-list adaptors -----------------------------------------------------------
@@ -434,12 +385,9 @@ TEST(PointList, CloudAdaptorForwardsEveryQuery) {
 
 TEST(PointList, MeshAdaptorExposesVerticesAndHasNoColour) {
     TriMesh mesh;
-    mesh.InsertVertex(Vector3(0, 0, 0));
-    mesh.InsertVertex(Vector3(1, 0, 0));
-    mesh.InsertVertex(Vector3(0, 1, 0));
-    mesh.InsertTriangle(0, 1, 2);
+    testmesh::AddSquare(mesh);
     TriMeshPointList list(&mesh);
-    EXPECT_EQ(list.GetPointCount(), 3);
+    EXPECT_EQ(list.GetPointCount(), 4);
     EXPECT_FALSE(list.HasNormal());
     ExpectVec(list.GetPointCoord(1), Vector3(1, 0, 0));
     mesh.UpdateNormal();
