@@ -30,6 +30,18 @@ inline uint64_t NonZeroBytes(uint64_t v) {
     return ((high >> 7) * 0x0102040810204080ULL) >> 56;
 }
 
+// Start of the run of bits equal to `set` that ends just before column end, looking
+// no further left than column lo (end itself when bit end - 1 differs).
+inline int RunStart(const uint64_t* row, int lo, int end, bool set) {
+    for (int x = end; x > lo;) {
+        const int w = (x - 1) >> 6;
+        const uint64_t stops = (set ? ~row[w] : row[w]) & _MaskTo((x - 1) & 63);
+        if (stops) return std::max(lo, 64 * w + _HighestBit(stops) + 1);
+        x = 64 * w;
+    }
+    return lo;
+}
+
 inline int FloorLog2(int v) { return 31 - __builtin_clz(static_cast<unsigned>(v)); }
 
 // Summary cells (8 columns each) that may hold a set mask bit at column x + offset,
@@ -151,6 +163,73 @@ void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
     }
 }
 
+// Recomputes the square entries of row y, columns x0..x1, all at once: a marked span
+// is mostly recomputed anyway, and in passes without branches the work vectorises.
+// Writes the leftmost and rightmost changed columns to lo and hi (untouched if none).
+void AtlasGrid::RecomputeSquareSpan(int y, int x0, int x1, int& lo, int& hi) {
+    int16_t* sq = SquareRow(y);
+    const int16_t* up = SquareRow(y + 1);
+    const uint64_t* free0 = MaskRow(mHorizontal, 0, y);
+    const int n = x1 - x0 + 1;
+    mSpan.resize(static_cast<size_t>(mSize) + 1);
+    int16_t* t = mSpan.data();
+    const int16_t cap = static_cast<int16_t>(mCap);
+    // Marked pixels get 0; along each free run, from its right end, an entry is bounded
+    // by the row above and by its right neighbour. Column x1 + 1 did not change.
+    int16_t right = sq[x1 + 1];
+    for (int end = x1 + 1; end > x0;) {
+        // The free run [a, end) and the marked run [b, a) left of it.
+        const int a = RunStart(free0, x0, end, true);
+        int16_t prev = right;
+        for (int x = end - 1; x >= a; --x) {
+            const int16_t bound = std::min<int16_t>(static_cast<int16_t>(std::min(up[x], up[x + 1]) + 1), cap);
+            prev = std::min<int16_t>(bound, static_cast<int16_t>(prev + 1));
+            t[x - x0] = prev;
+        }
+        if (a <= x0) break;
+        const int b = RunStart(free0, x0, a, false);
+        std::fill(t + (b - x0), t + (a - x0), int16_t(0));
+        right = 0;
+        end = b;
+    }
+    int first = 0, last = n - 1;
+    while (first < n && t[first] == std::min(sq[x0 + first], cap)) ++first;
+    if (first == n) return;
+    while (t[last] == std::min(sq[x0 + last], cap)) --last;
+    std::copy(t + first, t + last + 1, sq + x0 + first);
+    lo = std::min(lo, x0 + first);
+    hi = std::max(hi, x0 + last);
+}
+
+// Squares only shrink: in row y, clears for cells c0..c1 the summary bits of the ladder
+// levels above each cell's new largest square. A cell's bits fall off from the top, so
+// each summary word is cleared level by level, for all its cells at once, up to the
+// first level where none of them is set.
+void AtlasGrid::ClearSquareCells(int y, int c0, int c1) {
+    const int16_t* sq = SquareRow(y);
+    mLevelCells.resize(static_cast<size_t>(mSquareLevels) + 1);
+    for (int w = c0 >> 6; w <= (c1 >> 6); ++w) {
+        const int first = std::max(c0, 64 * w), last = std::min(c1, 64 * w + 63);
+        std::fill(mLevelCells.begin(), mLevelCells.end(), uint64_t(0));
+        int minLevel = mSquareLevels, maxLevel = 0;
+        for (int cell = first; cell <= last; ++cell) {
+            int16_t m = 0;
+            for (int x = 8 * cell, e = std::min(mSize, 8 * cell + 8); x < e; ++x) m = std::max(m, sq[x]);
+            const int level = mLevelsUpTo[std::min<int>(m, mCap)];
+            mLevelCells[level] |= uint64_t(1) << (cell & 63);
+            minLevel = std::min(minLevel, level);
+            maxLevel = std::max(maxLevel, level);
+        }
+        uint64_t cleared = 0;
+        for (int level = minLevel; level < mSquareLevels; ++level) {
+            if (level <= maxLevel) cleared |= mLevelCells[level];
+            uint64_t& word = SquareSummaryRow(level, y)[w];
+            if (level >= maxLevel && !(word & cleared)) break;
+            word &= ~cleared;
+        }
+    }
+}
+
 // Recomputes the free squares that may have shrunk after pixels in x0..x1, y0..y1 were
 // marked: those with a corner at most mCap to the left of or below the change.
 void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
@@ -172,7 +251,12 @@ void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
         const uint64_t* free0 = MaskRow(mHorizontal, 0, y);
         const int start = marked ? std::max(markHi, upHi) : upHi;
         int lo = mSize, hi = -1;
-        for (int x = start; x >= 0; --x) {
+        int x = start;
+        if (marked) {
+            RecomputeSquareSpan(y, markLo, start, lo, hi);
+            x = markLo - 1;
+        }
+        for (; x >= 0; --x) {
             if ((x & 63) == 63 && free0[x >> 6] == 0) {
                 // A whole word of marked pixels: all entries become 0.
                 int16_t* word = sq + (x - 63);
@@ -207,18 +291,7 @@ void AtlasGrid::UpdateSquares(int x0, int y0, int x1, int y1) {
         upLo = lo;
         upHi = hi;
         if (hi < 0) continue;
-        for (int cell = lo >> 3; cell <= (hi >> 3); ++cell) {
-            int16_t m = 0;
-            for (int x = 8 * cell, e = std::min(mSize, 8 * cell + 8); x < e; ++x) m = std::max(m, sq[x]);
-            // Squares only shrink: clear the levels above the new one, up to the first
-            // that is clear already (the bits of a cell fall off from the top).
-            const uint64_t bit = uint64_t(1) << (cell & 63);
-            for (int level = mLevelsUpTo[std::min<int>(m, mCap)]; level < mSquareLevels; ++level) {
-                uint64_t& word = SquareSummaryRow(level, y)[cell >> 6];
-                if (!(word & bit)) break;
-                word &= ~bit;
-            }
-        }
+        ClearSquareCells(y, lo >> 3, hi >> 3);
         int16_t* blockMax = &mBlockSquare[static_cast<size_t>(y) * blocks];
         for (int b = lo >> 6; b <= (hi >> 6); ++b) {
             int16_t m = 0;

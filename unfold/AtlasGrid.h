@@ -79,6 +79,8 @@ private:
     int FirstFitInRow(const ChartShape& shape, int y, int xEnd) const;
     void UpdateRows(int y0, int y1, int x0, int x1);
     void UpdateSquares(int x0, int y0, int x1, int y1);
+    void RecomputeSquareSpan(int y, int x0, int x1, int& lo, int& hi);
+    void ClearSquareCells(int y, int c0, int c1);
 
     int SquareLevel(int side) const;
     const uint64_t* SquareSummaryRow(int level, int y) const {
@@ -106,6 +108,8 @@ private:
     // 64 columns its largest entry, and per row the largest of those.
     int mCap = 1;
     std::vector<int16_t> mSquare;
+    std::vector<int16_t> mSpan;  // scratch row of RecomputeSquareSpan
+    std::vector<uint64_t> mLevelCells;  // scratch of ClearSquareCells: cells per new level
     std::vector<int16_t> mBlockSquare;
     std::vector<int> mRowSquare;
     // Ladder of square sides and, per row and ladder level, one bit per 8 columns: set

@@ -17,6 +17,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
 #include <queue>
 #include <vector>
 
@@ -69,21 +72,56 @@ struct Proxy {
     Vector3 normal;
 };
 
-struct QueueEntry {
-    double cost;
-    int face;
-    int region;
-    bool operator>(const QueueEntry& o) const { return cost > o.cost; }
-};
+// A queued face as one integer: the cost as a float (whose bits order like the value
+// for costs >= 0) above the face id, so that the heap compares integers and ties go
+// to the lower face id.
+uint64_t QueueKey(float cost, int face) {
+    const float c = std::max(cost, 0.0f);  // rounding may leave a hair below 0
+    uint32_t bits;
+    std::memcpy(&bits, &c, sizeof bits);
+    return (static_cast<uint64_t>(bits) << 32) | static_cast<uint32_t>(face);
+}
 
 class RegionGrower {
 public:
     RegionGrower(const MeshAdjacency& adj, const FaceGeometry& geo, double invRadius2)
-        : mAdj(adj), mGeo(geo), mInvRadius2(invRadius2) {}
+        : mAdj(adj), mGeo(geo), mInvRadius2(invRadius2) {
+        // Growth reads the faces around the fronts in no useful memory order: one
+        // compact record per face, centred and in chart radii so that floats suffice
+        // whatever the mesh's units and place.
+        const int faces = adj.faceCount;
+        Vector3 lo = faces > 0 ? geo.centroid[0] : Vector3(), hi = lo;
+        for (const Vector3& c : geo.centroid)
+            for (int i = 0; i < 3; ++i) {
+                lo[i] = std::min(lo[i], c[i]);
+                hi[i] = std::max(hi[i], c[i]);
+            }
+        mOrigin = (lo + hi) * 0.5;
+        mInvRadius = std::sqrt(invRadius2);
+        mFaces.resize(faces);
+        for (int f = 0; f < faces; ++f) mFaces[f] = Compact(geo.centroid[f], geo.normal[f]);
+    }
 
     double Cost(int f, const Proxy& p) const {
         double d2 = (mGeo.centroid[f] - p.centre).LengthSquared() * mInvRadius2;
         return d2 + kNormalWeight * (1.0 - mGeo.normal[f] * p.normal);
+    }
+
+    // Position (in chart radii from the origin) and normal of a face or proxy.
+    struct CompactFace {
+        float p[3];
+        float n[3];
+    };
+
+    CompactFace Compact(const Vector3& centre, const Vector3& normal) const {
+        const Vector3 q = (centre - mOrigin) * mInvRadius;
+        return {{float(q[0]), float(q[1]), float(q[2])}, {float(normal[0]), float(normal[1]), float(normal[2])}};
+    }
+
+    static float CompactCost(const CompactFace& f, const CompactFace& p) {
+        const float dx = f.p[0] - p.p[0], dy = f.p[1] - p.p[1], dz = f.p[2] - p.p[2];
+        const float dot = f.n[0] * p.n[0] + f.n[1] * p.n[1] + f.n[2] * p.n[2];
+        return dx * dx + dy * dy + dz * dz + float(kNormalWeight) * (1.0f - dot);
     }
 
     // Grows one region per seed over edge-adjacent faces, cheapest face first.
@@ -92,15 +130,28 @@ public:
     void Grow(std::vector<int>& seeds, std::vector<Proxy>& proxies, std::vector<int>& labels) {
         const int faces = mAdj.faceCount;
         labels.assign(faces, -1);
-        std::vector<QueueEntry> storage;
-        storage.reserve(static_cast<size_t>(faces) * 2);
-        std::priority_queue<QueueEntry, std::vector<QueueEntry>, std::greater<QueueEntry>> queue(
-            std::greater<QueueEntry>(), std::move(storage));
+        std::vector<uint64_t> storage;
+        storage.reserve(static_cast<size_t>(faces));
+        std::priority_queue<uint64_t, std::vector<uint64_t>, std::greater<uint64_t>> queue(std::greater<uint64_t>(),
+                                                                                          std::move(storage));
+        // Cheapest cost queued per face, and its region: an entry no cheaper than one
+        // already queued can never be the one that claims the face, and most neighbours
+        // of a face belong to the same region and would queue the same cost again. So
+        // the first entry of a face to come out is the one queued last.
+        mQueued.assign(faces, std::numeric_limits<float>::max());
+        mQueuedRegion.resize(faces);
+        std::vector<CompactFace> regionKey(proxies.size());
+        for (size_t r = 0; r < proxies.size(); ++r) regionKey[r] = Compact(proxies[r].centre, proxies[r].normal);
         auto claim = [&](int f, int r) {
             labels[f] = r;
             for (int k = 0; k < 3; ++k) {
                 int g = mAdj.faceNeighbours[3 * static_cast<size_t>(f) + k];
-                if (g >= 0 && labels[g] < 0) queue.push({Cost(g, proxies[r]), g, r});
+                if (g < 0 || labels[g] >= 0) continue;
+                const float c = CompactCost(mFaces[g], regionKey[r]);
+                if (c >= mQueued[g]) continue;
+                mQueued[g] = c;
+                mQueuedRegion[g] = r;
+                queue.push(QueueKey(c, g));
             }
         };
         for (size_t r = 0; r < seeds.size(); ++r) {
@@ -109,15 +160,16 @@ public:
         int scan = 0;
         for (;;) {
             while (!queue.empty()) {
-                QueueEntry e = queue.top();
+                const int face = static_cast<int>(queue.top() & 0xFFFFFFFFu);
                 queue.pop();
-                if (labels[e.face] >= 0) continue;
-                claim(e.face, e.region);
+                if (labels[face] >= 0) continue;
+                claim(face, mQueuedRegion[face]);
             }
             while (scan < faces && labels[scan] >= 0) ++scan;
             if (scan == faces) break;
             seeds.push_back(scan);
             proxies.push_back({mGeo.centroid[scan], mGeo.normal[scan]});
+            regionKey.push_back(mFaces[scan]);
             claim(scan, static_cast<int>(seeds.size()) - 1);
         }
     }
@@ -156,6 +208,11 @@ private:
     const MeshAdjacency& mAdj;
     const FaceGeometry& mGeo;
     double mInvRadius2;
+    Vector3 mOrigin;
+    double mInvRadius = 1.0;
+    std::vector<CompactFace> mFaces;
+    std::vector<float> mQueued;
+    std::vector<int> mQueuedRegion;
 };
 
 // Majority filter on the region borders: a face two of whose three

@@ -49,6 +49,8 @@ void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
     if (tris.empty()) {
         // A chart without triangles still claims the pixels of its points.
         for (int i = 0; i < n; ++i) _RasterisePoint(mImage, &mPixels[2 * i]);
+    } else if (c.outline.usable) {
+        _RasteriseOutline(mImage, mPixels.data(), tris, c.outline);
     } else {
         for (size_t t = 0; t + 2 < tris.size(); t += 3)
             _RasteriseTriangle(mImage, &mPixels[2 * tris[t]], &mPixels[2 * tris[t + 1]], &mPixels[2 * tris[t + 2]]);

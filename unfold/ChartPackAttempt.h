@@ -3,6 +3,7 @@
 // in its four quarter turns and placed, largest first, at the lowest free position.
 
 #include "unfold/AtlasGrid.h"
+#include "unfold/ChartOutline.h"
 #include "unfold/ChartShape.h"
 
 #include <array>
@@ -18,6 +19,7 @@ struct PreparedChart {
     double extentU = 0;
     double extentV = 0;
     double area = 0;            // total unsigned triangle area
+    ChartOutline outline;       // draws the chart's image when usable
 };
 
 // Where a chart's local coordinates land in pixels at pixel scale f: p * f + offset,

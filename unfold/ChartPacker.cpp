@@ -71,6 +71,7 @@ PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std
         c.extentU = std::max(c.extentU, c.local[2 * i]);
         c.extentV = std::max(c.extentV, c.local[2 * i + 1]);
     }
+    c.outline = _MakeChartOutline(tris, c.local.data());
     if (c.extentU == 0 && c.extentV == 0)
         _LogDetail("PackUVAtlas: add diameter: chart ", index, " is a single point and gets one pixel");
     return c;
