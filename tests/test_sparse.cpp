@@ -2,6 +2,7 @@
 #include <QarnUVAtlas/SparseMatrix.h>
 #include <QarnUVAtlas/SparseSolver.h>
 
+#include "numerics/ComplexLeastSquares.h"
 #include "numerics/SparseMatrixImpl.h"
 #include "TestFiles.h"
 
@@ -628,6 +629,60 @@ TEST(LeastSquares, SolversOwnTheirCopiesOfTheMatrix) {
     EXPECT_LT(MaxError(x, {2.0, 4.0}), 1e-14);
     ASSERT_EQ(cg.Solve(b, &x, nullptr), 0);
     EXPECT_LT(MaxError(x, {2.0, 4.0}), 1e-14);
+}
+
+}  // namespace
+
+namespace {
+
+// The complex system as the real one it stands for: rows (Re, Im) and unknowns (u, v).
+TEST(ComplexLeastSquares, MatchesTheRealSystemItStandsFor) {
+    std::mt19937 rng(12);
+    std::uniform_real_distribution<double> uni(-1, 1);
+    const int rows = 40, cols = 15;
+    ORVO::ComplexLeastSquares complexSystem;
+    ORVO::SparseMatrix real(2 * rows, 2 * cols);
+    std::vector<double> rRe(rows), rIm(rows), rhs(2 * rows);
+    for (int i = 0; i < rows; ++i) {
+        // Three entries per row, one of them on a repeated column to test summing.
+        for (int k = 0; k < 3; ++k) {
+            const int c = (i + 5 * k) % cols;
+            const double a = uni(rng), b = uni(rng);
+            complexSystem.Add(i, c, a, b);
+            real.AddTriplet(i, c, a);
+            real.AddTriplet(i, cols + c, -b);
+            real.AddTriplet(rows + i, c, b);
+            real.AddTriplet(rows + i, cols + c, a);
+        }
+        rRe[i] = rhs[i] = uni(rng);
+        rIm[i] = rhs[rows + i] = uni(rng);
+    }
+    ASSERT_TRUE(real.BuildFromTriplets());
+    std::vector<double> zRe, zIm, x;
+    EXPECT_EQ(complexSystem.Solve(rRe, rIm, zRe, zIm), ORVO::STATUS_NOT_INITIALISED);
+    ASSERT_EQ(complexSystem.Factorize(rows, cols), ORVO::STATUS_SUCCESS);
+    ASSERT_EQ(complexSystem.Solve(rRe, rIm, zRe, zIm), ORVO::STATUS_SUCCESS);
+    ORVO::LeastSquareSparseLLTSolver solver;
+    ASSERT_EQ(solver.Factorize(real), ORVO::STATUS_SUCCESS);
+    ASSERT_EQ(solver.Solve(rhs, &x), ORVO::STATUS_SUCCESS);
+    ASSERT_EQ(zRe.size(), static_cast<size_t>(cols));
+    for (int c = 0; c < cols; ++c) {
+        EXPECT_NEAR(zRe[c], x[c], 1e-9);
+        EXPECT_NEAR(zIm[c], x[cols + c], 1e-9);
+    }
+    const std::vector<double> shortRhs(rows - 1, 0.0);
+    EXPECT_EQ(complexSystem.Solve(shortRhs, shortRhs, zRe, zIm), ORVO::STATUS_INVALID_INPUT);
+}
+
+TEST(ComplexLeastSquares, RankDeficientOrMisshapenSystemsAreRefused) {
+    ORVO::ComplexLeastSquares noColumnUsed;
+    noColumnUsed.Add(0, 0, 1, 0);
+    EXPECT_EQ(noColumnUsed.Factorize(1, 2), ORVO::STATUS_FAILED);  // column 1 is free
+    ORVO::ComplexLeastSquares outside;
+    outside.Add(0, 3, 1, 0);
+    EXPECT_EQ(outside.Factorize(1, 2), ORVO::STATUS_INVALID_INPUT);
+    ORVO::ComplexLeastSquares empty;
+    EXPECT_EQ(empty.Factorize(0, 0), ORVO::STATUS_INVALID_INPUT);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "unfold/ChartShape.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace ORVO {
 
@@ -12,14 +13,21 @@ void SquareProbes(const BitImage& image, std::vector<PixelRun>& probes) {
     const int w = image.width, h = image.height;
     PixelRun cells[9] = {};
     std::vector<int> above(w + 1, 0), cur(w + 1, 0);
+    // Column thirds, looked up: a division per pixel would cost more than the rest.
+    std::vector<uint8_t> third(w);
+    for (int x = 0; x < w; ++x) third[x] = static_cast<uint8_t>(3 * x / w);
     for (int y = h - 1; y >= 0; --y) {
         cur[w] = 0;
         const uint64_t* row = image.Row(y);
-        const int cy = 3 * (3 * y / std::max(1, h));
+        PixelRun* rowCells = cells + 3 * (3 * y / std::max(1, h));
         for (int x = w - 1; x >= 0; --x) {
-            const int t = ((row[x >> 6] >> (x & 63)) & 1u) ? 1 + std::min({cur[x + 1], above[x], above[x + 1]}) : 0;
+            if (!((row[x >> 6] >> (x & 63)) & 1u)) {
+                cur[x] = 0;
+                continue;
+            }
+            const int t = 1 + std::min({cur[x + 1], above[x], above[x + 1]});
             cur[x] = t;
-            PixelRun& cell = cells[cy + 3 * x / std::max(1, w)];
+            PixelRun& cell = rowCells[third[x]];
             if (t > cell.length) cell = {y, x, t};
         }
         std::swap(above, cur);

@@ -1,12 +1,10 @@
 #include <QarnUVAtlas/Foundation.h>
-#include <QarnUVAtlas/SparseMatrix.h>
-#include <QarnUVAtlas/SparseSolver.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
 #include "foundation/LogLine.h"
-#include "numerics/SparseMatrixImpl.h"
+#include "numerics/ComplexLeastSquares.h"
 #include "unfold/AtlasStatistics.h"
 
 #include <algorithm>
@@ -137,62 +135,44 @@ int _ConformalMap(const ITriMesh& mesh, const std::vector<int>* fixedVertexIndex
     for (int v = 0; v < vertexCount; ++v)
         if (column[v] >= 0) column[v] = freeCount++;
 
-    std::vector<double> solution;
+    // Each triangle contributes one complex row: the pairs (u, v) enter it as
+    // (a + ib)(u + iv), so the system is solved over complex unknowns.
+    std::vector<double> solutionU, solutionV;
     if (freeCount > 0) {
-        SparseMatrix system(2 * faceCount, 2 * freeCount);
-        SparseMatrixImpl* impl = system.GetImpl();
-        if (!impl) {
-            _LogFailure("UnfoldMesh::ConformalMap::Sparse Matrix Build Failed");
-            return STATUS_FAILED;
-        }
-        std::vector<EigenTriplet>& triplets = impl->mTriplets;
-        triplets.reserve(12 * static_cast<size_t>(faceCount));
-        std::vector<double> rhs(2 * static_cast<size_t>(faceCount), 0.0);
+        ComplexLeastSquares system;
+        system.Reserve(3 * static_cast<size_t>(faceCount));
+        std::vector<double> rhsRe(faceCount, 0.0), rhsIm(faceCount, 0.0);
         for (int f = 0; f < faceCount; ++f) {
             const ConformalTriangle& t = tris[f];
             const double scale = 1.0 / std::sqrt(t.doubledArea);
-            const int rowRe = f;
-            const int rowIm = faceCount + f;
-            double rhsRe = 0.0, rhsIm = 0.0;
+            double pinnedRe = 0.0, pinnedIm = 0.0;
             for (int k = 0; k < 3; ++k) {
                 const double a = t.re[k] * scale;
                 const double b = (k < 2 ? t.im[k] : 0.0) * scale;
                 const int c = column[t.v[k]];
                 if (c >= 0) {
-                    triplets.emplace_back(rowRe, c, a);
-                    triplets.emplace_back(rowRe, freeCount + c, -b);
-                    triplets.emplace_back(rowIm, c, b);
-                    triplets.emplace_back(rowIm, freeCount + c, a);
+                    system.Add(f, c, a, b);
                 } else {
                     const double u = pinCoords[2 * static_cast<size_t>(-1 - c)];
                     const double v = pinCoords[2 * static_cast<size_t>(-1 - c) + 1];
-                    rhsRe += a * u - b * v;
-                    rhsIm += b * u + a * v;
+                    pinnedRe += a * u - b * v;
+                    pinnedIm += b * u + a * v;
                 }
             }
-            rhs[rowRe] = -rhsRe;
-            rhs[rowIm] = -rhsIm;
+            rhsRe[f] = -pinnedRe;
+            rhsIm[f] = -pinnedIm;
         }
         std::vector<ConformalTriangle> released;
         released.swap(tris);
         progress.SetProgress(0.3);
-
-        const bool built = system.BuildFromTriplets();
-        std::vector<EigenTriplet>().swap(triplets);
-        if (!built) {
-            _LogFailure("UnfoldMesh::ConformalMap::Sparse Matrix Build Failed");
-            return STATUS_FAILED;
-        }
         progress.SetProgress(0.4);
 
-        LeastSquareSparseLLTSolver solver;
-        if (solver.Factorize(system) != STATUS_SUCCESS) {
+        if (system.Factorize(faceCount, freeCount) != STATUS_SUCCESS) {
             _LogFailure("UnfoldMesh::ConformalMap::Sparse Matrix Factorize Failed");
             return STATUS_FAILED;
         }
-        system = SparseMatrix();  // the solver keeps what it needs
         progress.SetProgress(0.8);
-        if (solver.Solve(rhs, &solution) != STATUS_SUCCESS) {
+        if (system.Solve(rhsRe, rhsIm, solutionU, solutionV) != STATUS_SUCCESS) {
             _LogFailure("UnfoldMesh::ConformalMap::Sparse Matrix Solve X Failed");
             return STATUS_FAILED;
         }
@@ -208,8 +188,8 @@ int _ConformalMap(const ITriMesh& mesh, const std::vector<int>* fixedVertexIndex
         const int c = column[v];
         double* uv = uvCoords->data() + 2 * static_cast<size_t>(v);
         if (c >= 0) {
-            uv[0] = solution[c];
-            uv[1] = solution[static_cast<size_t>(freeCount) + c];
+            uv[0] = solutionU[c];
+            uv[1] = solutionV[c];
         } else {
             uv[0] = pinCoords[2 * static_cast<size_t>(-1 - c)];
             uv[1] = pinCoords[2 * static_cast<size_t>(-1 - c) + 1];
