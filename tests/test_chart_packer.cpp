@@ -395,12 +395,20 @@ std::vector<std::array<ORVO::ChartShape, 4>> TurnedShapes(unsigned seed, int cou
 
 // Both placement rules against an exhaustive search over every orientation and pixel,
 // with the square cap lowered as the shapes get smaller (as in a packing attempt);
-// the third pass offers one orientation only, as when rotation is not allowed.
+// the third pass offers one orientation only, as when rotation is not allowed, and
+// the fourth keeps no square map (shapes without probes).
 TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
     const int size = 80, gap = 2;
-    for (int pass = 0; pass < 3; ++pass) {
+    for (int pass = 0; pass < 4; ++pass) {
         const int rule = pass % 2, orientations = pass == 2 ? 1 : 4;
+        const bool squares = pass != 3;
         auto shapes = TurnedShapes(31 + pass, 70, gap);
+        if (!squares)
+            for (auto& four : shapes)
+                for (auto& s : four) {
+                    s.probes.clear();
+                    s.square = 0;
+                }
         std::stable_sort(shapes.begin(), shapes.end(),
                          [](const auto& a, const auto& b) { return a[0].pixelCount > b[0].pixelCount; });
         int longestRun = 1, longestColumn = 1;
@@ -413,7 +421,7 @@ TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
             }
         }
         ORVO::AtlasGrid grid;
-        grid.Reset(size, gap, longestRun, longestColumn, cap[0]);
+        grid.Reset(size, gap, longestRun, longestColumn, squares ? cap[0] : 0);
         int placed = 0;
         for (size_t i = 0; i < shapes.size(); ++i) {
             grid.LowerSquareCap(cap[i]);

@@ -31,11 +31,14 @@ constexpr int kMaxGridSize = 16384;
 class AtlasGrid {
 public:
     // `longestRun` and `longestColumn`: the longest horizontal and vertical chart runs
-    // that will be tested; `largestSquare`: the largest probe side of the charts to come.
+    // that will be tested; `largestSquare`: the largest probe side of the charts to come,
+    // 0 when the shapes carry no probes (then no square map is kept).
     void Reset(int size, int gap, int longestRun, int longestColumn, int largestSquare);
     // No chart to come holds a square larger than `side`: free squares need only be told
     // apart up to that side, which keeps the square map updates local.
-    void LowerSquareCap(int side) { mCap = std::max(1, std::min(mCap, side)); }
+    void LowerSquareCap(int side) {
+        if (mUseSquares) mCap = std::max(1, std::min(mCap, side));
+    }
     int Size() const { return mSize; }
 
     // True when `shape` placed with its pixel (0,0) at (x, y) lies inside the square and
@@ -106,6 +109,7 @@ private:
     // Per pixel: side of the largest free square with that pixel as lower-left corner,
     // capped at mCap; an extra row and column of zeros close the map. Per row and per
     // 64 columns its largest entry, and per row the largest of those.
+    bool mUseSquares = true;
     int mCap = 1;
     std::vector<int16_t> mSquare;
     std::vector<int16_t> mSpan;  // scratch row of RecomputeSquareSpan

@@ -55,7 +55,7 @@ void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
         for (size_t t = 0; t + 2 < tris.size(); t += 3)
             _RasteriseTriangle(mImage, &mPixels[2 * tris[t]], &mPixels[2 * tris[t + 1]], &mPixels[2 * tris[t + 2]]);
     }
-    _MakeChartShape(mImage, mGap, mShapes[k][0]);
+    _MakeChartShape(mImage, mGap, mShapes[k][0], nullptr, 0, mUseProbes);
     if (!mRotate) return;
     for (int turns = 1; turns < 4; ++turns) {
         _RotateImage(mImage, turns, mTurned);
@@ -100,7 +100,7 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
     // Largest probe square among the charts still to come, for the grid's square map.
     std::vector<int> squareCap(order.size() + 1, 1);
     for (size_t i = order.size(); i-- > 0;) squareCap[i] = std::max(squareCap[i + 1], mShapes[order[i]][0].square);
-    mGrid.Reset(mGridSize, mGap, longestRun, longestColumn, squareCap[0]);
+    mGrid.Reset(mGridSize, mGap, longestRun, longestColumn, mUseProbes ? squareCap[0] : 0);
 
     result.placements.assign(mCharts.size(), ChartPlacement());
     long long placedPixels = 0;

@@ -40,7 +40,8 @@ void SquareProbes(const BitImage& image, std::vector<PixelRun>& probes) {
 
 }  // namespace
 
-void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const ChartShape* turnedFrom, int turns) {
+void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const ChartShape* turnedFrom, int turns,
+                     bool withProbes) {
     shape.width = image.width;
     shape.height = image.height;
     _CollectRuns(image, shape.runs);
@@ -121,8 +122,10 @@ void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const Ch
                 default: shape.probes.push_back({w - p.x - q, p.y, q}); break;
             }
         }
-    } else {
+    } else if (withProbes) {
         SquareProbes(image, shape.probes);
+    } else {
+        shape.probes.clear();
     }
     shape.square = shape.probes.empty() ? 0 : shape.probes[0].length;
 }

@@ -31,8 +31,9 @@ struct ChartShape {
 
 // Builds a shape from an exact chart image.
 // With `turnedFrom`, the probes are those of that shape turned by `turns` quarter turns
-// (the image is that shape's image turned) instead of being searched again.
+// (the image is that shape's image turned) instead of being searched again. Without
+// `withProbes` the shape gets none (for a grid that keeps no square map).
 void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const ChartShape* turnedFrom = nullptr,
-                     int turns = 0);
+                     int turns = 0, bool withProbes = true);
 
 }  // namespace ORVO
