@@ -361,6 +361,30 @@ TEST(ChartRaster, CoversEveryTouchedPixelAndLittleMore) {
     }
 }
 
+TEST(ChartRaster, QuarterTurnsMoveEveryPixelWhereTheTurnSendsIt) {
+    std::mt19937 rng(9);
+    for (const auto& size : std::vector<std::pair<int, int>>{{1, 1}, {64, 64}, {63, 65}, {130, 7}, {200, 129}}) {
+        ORVO::BitImage image, turned;
+        const int w = size.first, h = size.second;
+        image.Reset(w, h);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                if (rng() % 3 == 0) image.Set(x, y);
+        for (int t = 1; t < 4; ++t) {
+            ORVO::_RotateImage(image, t, turned);
+            ASSERT_EQ(turned.width, t == 2 ? w : h);
+            ASSERT_EQ(turned.height, t == 2 ? h : w);
+            EXPECT_EQ(turned.Count(), image.Count());
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    const int tx = t == 1 ? h - 1 - y : (t == 2 ? w - 1 - x : y);
+                    const int ty = t == 1 ? x : (t == 2 ? h - 1 - y : w - 1 - x);
+                    ASSERT_EQ(turned.Get(tx, ty), image.Get(x, y)) << w << "x" << h << " turn " << t;
+                }
+        }
+    }
+}
+
 TEST(ChartRaster, GrowthKeepsOnlyPixelsNearerThanTheGap) {
     // Growth by 2: every pixel within Euclidean distance < 2 of the square, as squares.
     std::vector<ORVO::PixelRun> runs = {{0, 0, 1}};

@@ -57,6 +57,7 @@ void AtlasGrid::InitMasks(Masks& m, int levels, bool horizontal) {
     m.levels = levels;
     m.bits.assign(static_cast<size_t>(mSize) * levels * mMaskWords, 0);
     m.summary.assign(static_cast<size_t>(mSize) * levels * mSummaryWords, 0);
+    m.rows.assign(static_cast<size_t>(levels) * mRowWords64, 0);
     for (int y = 0; y < mSize; ++y)
         for (int level = 0; level < levels; ++level) {
             // A run of 2^level starting at (x, y) stays inside the square.
@@ -65,7 +66,25 @@ void AtlasGrid::InitMasks(Masks& m, int levels, bool horizontal) {
             if (y > lastY || lastX < 0) continue;
             _SetBitRange(MaskRow(m, level, y), 0, lastX);
             _SetBitRange(SummaryRow(m, level, y), 0, lastX >> 3);
+            m.rows[static_cast<size_t>(level) * mRowWords64 + (y >> 6)] |= uint64_t(1) << (y & 63);
         }
+}
+
+void AtlasGrid::RefreshRowBit(Masks& m, int level, int y) {
+    const uint64_t* summary = SummaryRow(m, level, y);
+    uint64_t any = 0;
+    for (int i = 0; i < mSummaryWords; ++i) any |= summary[i];
+    uint64_t& word = m.rows[static_cast<size_t>(level) * mRowWords64 + (y >> 6)];
+    const uint64_t bit = uint64_t(1) << (y & 63);
+    word = any ? word | bit : word & ~bit;
+}
+
+void AtlasGrid::NarrowRows(const Masks& m, const PixelRun& run, uint64_t* rows) const {
+    const int level = FloorLog2(std::max(1, run.length));
+    if (level >= m.levels) return;
+    const uint64_t* bits = &m.rows[static_cast<size_t>(level) * mRowWords64];
+    const int rowWords = (mSize + 63) / 64;
+    for (int j = 0; j < rowWords; ++j) rows[j] &= ShiftedWordGuarded(bits, mRowWords64, j, run.y);
 }
 
 void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int largestSquare) {
@@ -80,6 +99,7 @@ void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int 
     mMaskWords = (mSize + 63) / 64 + 2;
     // Room for unchecked reads at any shift up to the grid width.
     mSummaryWords = 2 * ((mSize + 511) / 512) + 2;
+    mRowWords64 = (mSize + 63) / 64 + 2;
     InitMasks(mHorizontal, FloorLog2(std::max(1, std::min(longestRun, mSize))) + 1, true);
     InitMasks(mVertical, FloorLog2(std::max(1, std::min(longestColumn, mSize))) + 1, false);
     mUseSquares = largestSquare > 0;
@@ -110,7 +130,6 @@ void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int 
         while (n < mSquareLevels && mLadder[n] <= side) ++n;
         mLevelsUpTo[side] = static_cast<uint8_t>(n);
     }
-    mRowWords64 = (mSize + 63) / 64 + 2;
     mRowLevels.assign(static_cast<size_t>(mSquareLevels) * mRowWords64, 0);
     for (int level = 0; level < mSquareLevels; ++level)
         _SetBitRange(&mRowLevels[static_cast<size_t>(level) * mRowWords64], 0, mSize - mLadder[level]);
@@ -161,6 +180,8 @@ void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
             for (int j = from; j <= j1; ++j)
                 StoreWord(mHorizontal, level, y, j, prev[j] & ShiftedWordGuarded(prev, mMaskWords, j, half));
         }
+        for (int level = 0; level < mHorizontal.levels; ++level) RefreshRowBit(mHorizontal, level, y);
+        RefreshRowBit(mVertical, 0, y);
     }
     // Vertical masks: rows below the change see it within 2^level rows.
     for (int level = 1; level < mVertical.levels; ++level) {
@@ -169,6 +190,7 @@ void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
             const uint64_t* a = MaskRow(mVertical, level - 1, y);
             const uint64_t* b = y + half < mSize ? MaskRow(mVertical, level - 1, y + half) : nullptr;
             for (int j = x0 >> 6; j <= j1; ++j) StoreWord(mVertical, level, y, j, b ? a[j] & b[j] : 0);
+            RefreshRowBit(mVertical, level, y);
         }
     }
 }
@@ -416,8 +438,9 @@ int AtlasGrid::FirstFitInRow(const ChartShape& shape, int y, int xEnd) const {
 }
 
 bool AtlasGrid::CandidateRows(const ChartShape* const* shapes, int count) const {
-    // Per shape, the rows where every probe's row holds a free square as large as the
-    // probe; only those rows are searched, lowest first.
+    // Per shape, the rows where the rows of its longest run and longest key column hold
+    // free runs that long, and where every probe's row holds a free square as large as
+    // the probe; only those rows are searched, lowest first.
     const int rowWords = (mSize + 63) / 64;
     std::vector<uint64_t>& rows = mRowScratch;
     rows.assign(static_cast<size_t>(count + 1) * rowWords, 0);
@@ -427,6 +450,8 @@ bool AtlasGrid::CandidateRows(const ChartShape* const* shapes, int count) const 
         uint64_t* r = &rows[static_cast<size_t>(i) * rowWords];
         if (s.width > mSize || s.height > mSize) continue;
         _SetBitRange(r, 0, mSize - s.height);
+        if (!s.runs.empty()) NarrowRows(mHorizontal, s.runs[0], r);
+        if (!s.keyColumns.empty()) NarrowRows(mVertical, s.keyColumns[0], r);
         for (const PixelRun& p : s.probes) {
             const int level = SquareLevel(p.length);
             if (level < 0) continue;

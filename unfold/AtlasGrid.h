@@ -61,6 +61,7 @@ private:
         int levels = 0;
         std::vector<uint64_t> bits;     // [row][level][word]
         std::vector<uint64_t> summary;  // [row][level][summary word]
+        std::vector<uint64_t> rows;     // [level][row word]: the row holds a set bit of that level
     };
     const uint64_t* Row(int y) const { return mBits.data() + static_cast<size_t>(y + mPadRows) * mRowWords; }
     uint64_t* Row(int y) { return mBits.data() + static_cast<size_t>(y + mPadRows) * mRowWords; }
@@ -77,6 +78,10 @@ private:
         return m.summary.data() + (static_cast<size_t>(y) * m.levels + level) * mSummaryWords;
     }
     void InitMasks(Masks& m, int levels, bool horizontal);
+    void RefreshRowBit(Masks& m, int level, int y);
+    // Narrows `rows` (one bit per bottom row) to those where `run` (at its offset in
+    // the shape) may find a free run of its length in the masks' direction.
+    void NarrowRows(const Masks& m, const PixelRun& run, uint64_t* rows) const;
     void StoreWord(Masks& m, int level, int y, int j, uint64_t v);
     bool FitsInWord(const ChartShape& shape, int y, int j, uint64_t& c) const;
     int FirstFitInRow(const ChartShape& shape, int y, int xEnd) const;

@@ -69,4 +69,16 @@ inline int _NextClear(const uint64_t* row, int x, int end) {
     return r < end ? r : end;
 }
 
+// Transposes a 64 x 64 bit matrix in place: bit j of word i trades with bit i of
+// word j. Off-diagonal blocks swap, halving the block size each round.
+inline void _TransposeBits64(uint64_t* a) {
+    uint64_t m = 0x00000000FFFFFFFFULL;
+    for (int j = 32; j != 0; j >>= 1, m ^= m << j)
+        for (int k = 0; k < 64; k = ((k | j) + 1) & ~j) {
+            const uint64_t t = ((a[k] >> j) ^ a[k | j]) & m;
+            a[k] ^= t << j;
+            a[k | j] ^= t;
+        }
+}
+
 }  // namespace ORVO

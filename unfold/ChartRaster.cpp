@@ -182,28 +182,41 @@ void _CollectRuns(const BitImage& image, std::vector<PixelRun>& runs) {
 
 void _RotateImage(const BitImage& src, int quarterTurns, BitImage& dst) {
     quarterTurns &= 3;
-    int w = src.width, h = src.height;
+    const int w = src.width, h = src.height;
     if (quarterTurns == 0) {
         dst = src;
         return;
     }
-    if (quarterTurns == 2) dst.Reset(w, h);
-    else dst.Reset(h, w);
-    for (int y = 0; y < h; ++y) {
-        const uint64_t* row = src.Row(y);
-        int x = _NextSet(row, 0, w);
-        while (x < w) {
-            int end = _NextClear(row, x, w);
-            if (quarterTurns == 2) {
+    if (quarterTurns == 2) {
+        dst.Reset(w, h);
+        for (int y = 0; y < h; ++y) {
+            const uint64_t* row = src.Row(y);
+            for (int x = _NextSet(row, 0, w); x < w;) {
+                const int end = _NextClear(row, x, w);
                 dst.SetSpan(h - 1 - y, w - end, w - 1 - x);
-            } else if (quarterTurns == 1) {
-                for (int k = x; k < end; ++k) dst.Set(h - 1 - y, k);
-            } else {
-                for (int k = x; k < end; ++k) dst.Set(y, w - 1 - k);
+                x = _NextSet(row, end, w);
             }
-            x = _NextSet(row, end, w);
         }
+        return;
     }
+    // A quarter turn is a transpose with one axis read backwards: one turn maps
+    // (x, y) to (h-1-y, x), so source row h-1-y becomes column y; three turns map it
+    // to (y, w-1-x), so transposed row x lands on row w-1-x. 64 x 64 blocks at a time.
+    dst.Reset(h, w);
+    uint64_t block[64];
+    for (int by = 0; by < (h + 63) / 64; ++by)
+        for (int bx = 0; bx < src.wordsPerRow; ++bx) {
+            for (int r = 0; r < 64; ++r) {
+                const int y = 64 * by + r;
+                block[r] = y < h ? src.Row(quarterTurns == 1 ? h - 1 - y : y)[bx] : 0;
+            }
+            _TransposeBits64(block);
+            for (int c = 0; c < 64; ++c) {
+                const int x = 64 * bx + c;
+                if (x >= w) break;
+                dst.Row(quarterTurns == 1 ? x : w - 1 - x)[by] = block[c];
+            }
+        }
 }
 
 std::vector<int> _GapKernel(int gap) {
