@@ -71,12 +71,14 @@ void AtlasGrid::InitMasks(Masks& m, int levels, bool horizontal) {
 }
 
 void AtlasGrid::RefreshRowBit(Masks& m, int level, int y) {
-    const uint64_t* summary = SummaryRow(m, level, y);
-    uint64_t any = 0;
-    for (int i = 0; i < mSummaryWords; ++i) any |= summary[i];
+    // Free runs only get fewer: a clear bit stays clear.
     uint64_t& word = m.rows[static_cast<size_t>(level) * mRowWords64 + (y >> 6)];
     const uint64_t bit = uint64_t(1) << (y & 63);
-    word = any ? word | bit : word & ~bit;
+    if (!(word & bit)) return;
+    const uint64_t* summary = SummaryRow(m, level, y);
+    for (int i = 0; i < mSummaryWords; ++i)
+        if (summary[i]) return;
+    word &= ~bit;
 }
 
 void AtlasGrid::NarrowRows(const Masks& m, const PixelRun& run, uint64_t* rows) const {
@@ -450,8 +452,8 @@ bool AtlasGrid::CandidateRows(const ChartShape* const* shapes, int count) const 
         uint64_t* r = &rows[static_cast<size_t>(i) * rowWords];
         if (s.width > mSize || s.height > mSize) continue;
         _SetBitRange(r, 0, mSize - s.height);
-        if (!s.runs.empty()) NarrowRows(mHorizontal, s.runs[0], r);
-        if (!s.keyColumns.empty()) NarrowRows(mVertical, s.keyColumns[0], r);
+        for (int k : s.keyRuns) NarrowRows(mHorizontal, s.runs[k], r);
+        for (const PixelRun& c : s.keyColumns) NarrowRows(mVertical, c, r);
         for (const PixelRun& p : s.probes) {
             const int level = SquareLevel(p.length);
             if (level < 0) continue;
