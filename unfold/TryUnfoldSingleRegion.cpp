@@ -222,6 +222,44 @@ bool BoundaryCrossesItself(const std::vector<std::vector<int>>& holes, const std
     return false;
 }
 
+// Whether a layout that has passed the flip and boundary tests is sure to be free of
+// overlaps without testing pairs of triangles: with every triangle turning
+// counter-clockwise, the number of triangles over a point is the winding number of the
+// boundary around it, at most 1 for a single simple loop. The triangles must also turn
+// once around every vertex (2 pi inside, less on the boundary), which the boundary test
+// alone, blind to touching and parallel edges, does not show. False means "not shown",
+// and the pair test decides.
+bool WindsOnce(const TriMesh& chart, const std::vector<double>& uv, const std::vector<std::vector<int>>& holes) {
+    if (holes.size() != 1) return false;
+    const int vertexCount = chart.GetVertexCount();
+    std::vector<char> role(vertexCount, 0);  // 1: inside, 2: on the boundary
+    for (int v : holes[0]) {
+        if (v < 0 || v >= vertexCount || role[v]) return false;  // a loop through a vertex twice
+        role[v] = 2;
+    }
+    std::vector<double> turn(vertexCount, 0.0);
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        for (int k = 0; k < 3; ++k) {
+            const int a = t[k], b = t[(k + 1) % 3], c = t[(k + 2) % 3];
+            const double ux = uv[2 * b] - uv[2 * a], uy = uv[2 * b + 1] - uv[2 * a + 1];
+            const double vx = uv[2 * c] - uv[2 * a], vy = uv[2 * c + 1] - uv[2 * a + 1];
+            const double cross = ux * vy - uy * vx;
+            if (!(cross > 0.0)) return false;
+            turn[a] += std::atan2(cross, ux * vx + uy * vy);
+            if (!role[a]) role[a] = 1;
+        }
+    }
+    const double full = 2.0 * ORVO_PI;
+    for (int v = 0; v < vertexCount; ++v) {
+        // Inside, the sum is a whole number of turns; on the boundary it must stay
+        // clearly below one.
+        if (role[v] == 1 && std::fabs(turn[v] - full) > 0.5 * full) return false;
+        if (role[v] == 2 && turn[v] > full - 1e-9) return false;
+    }
+    return true;
+}
+
 bool OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vector<int>* overlapFaces) {
     std::vector<Vector2> points(chart.GetVertexCount());
     for (size_t i = 0; i < points.size(); ++i) points[i] = Vector2(uv[2 * i], uv[2 * i + 1]);
@@ -444,7 +482,8 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
     bool flattened = FlattenChart(*chart, holes, holesFound, settings.strict, uv, accept);
     if (flattened && !accept) {
         accept = !HasFlippedTriangle(*chart, uv) && !BoundaryCrossesItself(holes, uv);
-        if (accept && settings.strict) accept = !HasSqueezedTriangle(*chart, uv) && !OverlapTest(*chart, uv, nullptr);
+        if (accept && settings.strict)
+            accept = !HasSqueezedTriangle(*chart, uv) && (WindsOnce(*chart, uv, holes) || !OverlapTest(*chart, uv, nullptr));
     }
 
     if (chart->GetTriangleCount() > 1 && depth < kDepthLimit && !accept) {
