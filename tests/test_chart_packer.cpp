@@ -477,8 +477,9 @@ TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
     }
 }
 
-// Every order and placement rule the packer may pick yields a sound layout: the
-// placements of one attempt are turned into coordinates and checked independently.
+// Every order and placement rule the packer may pick yields a sound layout, in all
+// eight directions: the placements of one attempt are turned into coordinates and
+// checked independently.
 TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
     const ChartSet set = MixedSet(23, 80);
     std::vector<ORVO::PreparedChart> charts(set.uvs.size());
@@ -496,8 +497,21 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
             c.extentU = std::max(c.extentU, uv[i] - minU);
             c.extentV = std::max(c.extentV, uv[i + 1] - minV);
         }
+        // Every chart may also lie an eighth of a turn further.
+        double lowU = 1e300, lowV = 1e300;
+        for (size_t i = 0; i < c.local.size(); i += 2) {
+            c.tiltedLocal.push_back((c.local[i] - c.local[i + 1]) * std::sqrt(0.5));
+            c.tiltedLocal.push_back((c.local[i] + c.local[i + 1]) * std::sqrt(0.5));
+            lowU = std::min(lowU, c.tiltedLocal[i]);
+            lowV = std::min(lowV, c.tiltedLocal[i + 1]);
+        }
+        for (size_t i = 0; i < c.tiltedLocal.size(); i += 2) {
+            c.tiltedU = std::max(c.tiltedU, c.tiltedLocal[i] -= lowU);
+            c.tiltedV = std::max(c.tiltedV, c.tiltedLocal[i + 1] -= lowV);
+        }
     }
     const int gridSize = 512, gap = 2;
+    int tiltedPlacements = 0;
     const double scale = 0.6 / std::sqrt(set.Area());
     const ORVO::PlacementRule rules[] = {ORVO::PlacementRule::LowestBottom, ORVO::PlacementRule::LowestTop};
     const ORVO::PlacementOrder orders[] = {ORVO::PlacementOrder::Pixels, ORVO::PlacementOrder::BoxArea,
@@ -510,12 +524,15 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
             UVs packed = set.uvs;
             const double pixelScale = scale * gridSize;
             for (size_t k = 0; k < charts.size(); ++k) {
-                const ORVO::PixelFrame frame = ORVO::_MakePixelFrame(charts[k], pixelScale);
                 const ORVO::ChartPlacement& p = r.placements[k];
+                const bool tilted = p.turns >= 4;
+                tiltedPlacements += tilted ? 1 : 0;
+                const std::vector<double>& local = tilted ? charts[k].tiltedLocal : charts[k].local;
+                const ORVO::PixelFrame frame = ORVO::_MakePixelFrame(charts[k], pixelScale, tilted);
                 for (size_t i = 0; i + 1 < packed[k].size(); i += 2) {
                     double x, y;
-                    ORVO::_TurnPoint(charts[k].local[i] * pixelScale + frame.offsetX,
-                                     charts[k].local[i + 1] * pixelScale + frame.offsetY, p.turns, frame, x, y);
+                    ORVO::_TurnPoint(local[i] * pixelScale + frame.offsetX, local[i + 1] * pixelScale + frame.offsetY,
+                                     p.turns & 3, frame, x, y);
                     packed[k][i] = (x + p.x) / gridSize;
                     packed[k][i + 1] = (y + p.y) / gridSize;
                 }
@@ -528,6 +545,7 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
             EXPECT_TRUE(packcheck::CheckRigid(set.tris, set.uvs, packed, &common, &problem)) << problem;
             EXPECT_NEAR(common, scale, 1e-7 * scale);
         }
+    EXPECT_GT(tiltedPlacements, 0);  // the tilted directions were used and checked
 }
 
 // The checker itself must see what it is meant to catch.

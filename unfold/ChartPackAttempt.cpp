@@ -19,10 +19,10 @@ void FrameAxis(double extent, double pixelScale, double& offset, int& count) {
 
 }  // namespace
 
-PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale) {
+PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale, bool tilted) {
     PixelFrame frame;
-    FrameAxis(chart.extentU, pixelScale, frame.offsetX, frame.width);
-    FrameAxis(chart.extentV, pixelScale, frame.offsetY, frame.height);
+    FrameAxis(tilted ? chart.tiltedU : chart.extentU, pixelScale, frame.offsetX, frame.width);
+    FrameAxis(tilted ? chart.tiltedV : chart.extentV, pixelScale, frame.offsetY, frame.height);
     return frame;
 }
 
@@ -36,13 +36,20 @@ void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& 
 }
 
 void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
+    BuildTurns(k, 0, false, pixelScale);
+    if (!mCharts[k].tiltedLocal.empty()) BuildTurns(k, 4, true, pixelScale);
+}
+
+// Shapes first .. first+3: the chart's image in one frame and its quarter turns.
+void ChartPackAttempt::BuildTurns(size_t k, int first, bool tilted, double pixelScale) {
     const PreparedChart& c = mCharts[k];
-    const int n = static_cast<int>(c.local.size() / 2);
-    const PixelFrame frame = _MakePixelFrame(c, pixelScale);
-    mPixels.resize(c.local.size());
+    const std::vector<double>& local = tilted ? c.tiltedLocal : c.local;
+    const int n = static_cast<int>(local.size() / 2);
+    const PixelFrame frame = _MakePixelFrame(c, pixelScale, tilted);
+    mPixels.resize(local.size());
     for (int i = 0; i < n; ++i) {
-        mPixels[2 * i] = c.local[2 * i] * pixelScale + frame.offsetX;
-        mPixels[2 * i + 1] = c.local[2 * i + 1] * pixelScale + frame.offsetY;
+        mPixels[2 * i] = local[2 * i] * pixelScale + frame.offsetX;
+        mPixels[2 * i + 1] = local[2 * i + 1] * pixelScale + frame.offsetY;
     }
     mImage.Reset(frame.width, frame.height);
     const std::vector<int>& tris = mTriangles[k];
@@ -55,11 +62,12 @@ void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
         for (size_t t = 0; t + 2 < tris.size(); t += 3)
             _RasteriseTriangle(mImage, &mPixels[2 * tris[t]], &mPixels[2 * tris[t + 1]], &mPixels[2 * tris[t + 2]]);
     }
-    _MakeChartShape(mImage, mGap, mShapes[k][0], nullptr, 0, mUseProbes);
+    std::array<ChartShape, kMaxDirections>& shapes = mShapes[k];
+    _MakeChartShape(mImage, mGap, shapes[first], nullptr, 0, mUseProbes);
     if (!mRotate) return;
     for (int turns = 1; turns < 4; ++turns) {
         _RotateImage(mImage, turns, mTurned);
-        _MakeChartShape(mTurned, mGap, mShapes[k][turns], &mShapes[k][0], turns);
+        _MakeChartShape(mTurned, mGap, shapes[first + turns], &shapes[first], turns);
     }
 }
 
@@ -90,10 +98,10 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
     };
     std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return key(a) > key(b); });
 
-    const int turnCount = mRotate ? 4 : 1;
+    auto directions = [this](int k) { return !mRotate ? 1 : (mCharts[k].tiltedLocal.empty() ? 4 : kMaxDirections); };
     int longestRun = 1, longestColumn = 1;
     for (int k : order)
-        for (int t = 0; t < turnCount; ++t) {
+        for (int t = 0; t < directions(k); ++t) {
             for (const PixelRun& r : mShapes[k][t].runs) longestRun = std::max(longestRun, r.length);
             for (const PixelRun& r : mShapes[k][t].keyColumns) longestColumn = std::max(longestColumn, r.length);
         }
@@ -106,7 +114,8 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
     long long placedPixels = 0;
     for (size_t i = 0; i < order.size(); ++i) {
         const int k = order[i];
-        const ChartShape* shapes[4];
+        const int turnCount = directions(k);
+        const ChartShape* shapes[kMaxDirections];
         for (int t = 0; t < turnCount; ++t) shapes[t] = &mShapes[k][t];
         mGrid.LowerSquareCap(squareCap[i]);
         int x = 0, y = 0;

@@ -20,7 +20,15 @@ struct PreparedChart {
     double extentV = 0;
     double area = 0;            // total unsigned triangle area
     ChartOutline outline;       // draws the chart's image when usable
+    // The chart turned a further eighth of a turn, lower corner at the origin: four more
+    // directions to place it in. Empty when only quarter turns are tried.
+    std::vector<double> tiltedLocal;
+    double tiltedU = 0;
+    double tiltedV = 0;
 };
+
+// Directions a chart can be placed in: 4 quarter turns of `local`, then 4 of `tiltedLocal`.
+constexpr int kMaxDirections = 8;
 
 // Where a chart's local coordinates land in pixels at pixel scale f: p * f + offset,
 // strictly inside a box of width x height pixels.
@@ -31,14 +39,15 @@ struct PixelFrame {
     int height = 1;
 };
 
-PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale);
+// The frame of the chart's local coordinates (`tilted` false) or of its tilted ones.
+PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale, bool tilted = false);
 
 // Coordinates of a point of the frame after `turns` counter-clockwise quarter turns
 // of the frame's box, the same turn as _RotateImage applies to the chart's image.
 void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& outX, double& outY);
 
 struct ChartPlacement {
-    int turns = 0;  // quarter turns applied to the chart's image
+    int turns = 0;  // quarter turns applied to the chart's image; 4..7: of its tilted image
     int x = 0;      // grid pixel of the image's pixel (0, 0)
     int y = 0;
 };
@@ -94,6 +103,7 @@ private:
     static constexpr size_t kProbeChartCount = 150;
 
     void BuildShape(size_t k, double pixelScale);
+    void BuildTurns(size_t k, int first, bool tilted, double pixelScale);
 
     const std::vector<std::vector<int>>& mTriangles;
     const std::vector<PreparedChart>& mCharts;
@@ -101,7 +111,7 @@ private:
     int mGap;
     bool mRotate;
     bool mUseProbes;
-    std::vector<std::array<ChartShape, 4>> mShapes;
+    std::vector<std::array<ChartShape, kMaxDirections>> mShapes;
     double mShapeScale = 0;  // scale the shapes were built at (0: none yet)
     std::vector<double> mPixels;
     BitImage mImage;

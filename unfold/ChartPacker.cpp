@@ -38,7 +38,12 @@ bool ValidInput(const std::vector<std::vector<int>>& chartTriangles, const std::
     return true;
 }
 
-PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate) {
+// Few charts are placed in eight directions: with so few, how each one lies decides
+// much of the fill, and the extra shapes cost little.
+constexpr size_t kTiltedChartLimit = 64;
+
+PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate,
+                           bool tilt) {
     PreparedChart c;
     const int n = static_cast<int>(uv.size() / 2);
     if (n == 0) return c;
@@ -72,6 +77,25 @@ PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std
         c.extentV = std::max(c.extentV, c.local[2 * i + 1]);
     }
     c.outline = _MakeChartOutline(tris, c.local.data());
+    if (rotate && tilt) {
+        // An eighth of a turn further: (u, v) -> ((u - v), (u + v)) / sqrt(2).
+        const double h = std::sqrt(0.5);
+        c.tiltedLocal.resize(c.local.size());
+        double lowU = std::numeric_limits<double>::max(), lowV = lowU;
+        for (int i = 0; i < n; ++i) {
+            const double u = c.local[2 * i], v = c.local[2 * i + 1];
+            c.tiltedLocal[2 * i] = h * (u - v);
+            c.tiltedLocal[2 * i + 1] = h * (u + v);
+            lowU = std::min(lowU, c.tiltedLocal[2 * i]);
+            lowV = std::min(lowV, c.tiltedLocal[2 * i + 1]);
+        }
+        for (int i = 0; i < n; ++i) {
+            c.tiltedLocal[2 * i] -= lowU;
+            c.tiltedLocal[2 * i + 1] -= lowV;
+            c.tiltedU = std::max(c.tiltedU, c.tiltedLocal[2 * i]);
+            c.tiltedV = std::max(c.tiltedV, c.tiltedLocal[2 * i + 1]);
+        }
+    }
     if (c.extentU == 0 && c.extentV == 0)
         _LogDetail("PackUVAtlas: add diameter: chart ", index, " is a single point and gets one pixel");
     return c;
@@ -318,10 +342,15 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const size_t chartCount = chartUVs.size();
     std::vector<PreparedChart> charts(chartCount);
     double texArea = 0, longestSide = 0;
+    size_t withPoints = 0;
+    for (const std::vector<double>& uv : chartUVs) withPoints += uv.empty() ? 0 : 1;
+    const bool tilt = withPoints <= kTiltedChartLimit;
     for (size_t k = 0; k < chartCount; ++k) {
-        charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation);
+        charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, tilt);
         texArea += charts[k].area;
         longestSide = std::max({longestSide, charts[k].extentU, charts[k].extentV});
+        if (!charts[k].tiltedLocal.empty())
+            longestSide = std::max({longestSide, charts[k].tiltedU, charts[k].tiltedV});
     }
     if (!(texArea > 0) || !std::isfinite(texArea)) {
         _LogFailure("PackAtlas: invalid texArea: ", texArea);
@@ -377,12 +406,14 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     for (size_t k = 0; k < chartCount; ++k) {
         const PreparedChart& c = charts[k];
         if (c.local.empty()) continue;
-        const PixelFrame frame = _MakePixelFrame(c, pixelScale);
         const ChartPlacement& p = best.placements[k];
+        const bool tilted = p.turns >= 4;
+        const std::vector<double>& local = tilted ? c.tiltedLocal : c.local;
+        const PixelFrame frame = _MakePixelFrame(c, pixelScale, tilted);
         std::vector<double>& uv = chartUVs[k];
         for (size_t i = 0; i + 1 < uv.size(); i += 2) {
             double x, y;
-            _TurnPoint(c.local[i] * pixelScale + frame.offsetX, c.local[i + 1] * pixelScale + frame.offsetY, p.turns,
+            _TurnPoint(local[i] * pixelScale + frame.offsetX, local[i + 1] * pixelScale + frame.offsetY, p.turns & 3,
                        frame, x, y);
             uv[i] = (x + p.x) / bestGrid;
             uv[i + 1] = (y + p.y) / bestGrid;
