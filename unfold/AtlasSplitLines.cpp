@@ -6,8 +6,8 @@
 // distance to the region's centre (scaled by the expected chart radius, so the
 // result does not depend on the mesh's units) and the deviation of the face
 // normal from the region's mean normal. A few Lloyd iterations move every seed
-// to the face that best represents its region, a majority filter straightens
-// the borders, and regions that are not topological discs are split until
+// to the face that best represents its region, majority filters over the edge
+// neighbours and then over the corner stars straighten the borders, and regions that are not topological discs are split until
 // they are: the flattening needs discs.
 
 #include <QarnUVAtlas/UnfoldMesh.h>
@@ -239,6 +239,52 @@ void SmoothBorders(const MeshAdjacency& adj, std::vector<int>& labels, int regio
             ++moved;
         }
         _LogDetail("OptimizeSplitLines: optimIndex=", pass, " moved=", moved);
+        if (moved == 0) break;
+    }
+}
+
+// A wider majority filter: a border face joins the region of one of its edge
+// neighbours when that region holds more of the faces around its three corners than
+// its own does. It evens out the notches the edge filter leaves, a face or two deep,
+// which cost perimeter and so gap and fill in the atlas.
+void SmoothBordersOverStars(const MeshAdjacency& adj, std::vector<int>& labels, int regionCount) {
+    std::vector<int> sizes(regionCount, 0);
+    for (int l : labels) ++sizes[l];
+    std::vector<int> count(regionCount, 0);
+    std::vector<int> touched;
+    for (int pass = 0; pass < kSmoothingPasses; ++pass) {
+        int moved = 0;
+        for (int f = 0; f < adj.faceCount; ++f) {
+            const int own = labels[f];
+            if (sizes[own] <= 1) continue;
+            const int* nb = &adj.faceNeighbours[3 * static_cast<size_t>(f)];
+            int edgeLabels[3];
+            bool border = false;
+            for (int k = 0; k < 3; ++k) {
+                edgeLabels[k] = nb[k] >= 0 ? labels[nb[k]] : -1;
+                border = border || (edgeLabels[k] >= 0 && edgeLabels[k] != own);
+            }
+            if (!border) continue;
+            touched.clear();
+            const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+            for (int k = 0; k < 3; ++k)
+                for (int i = adj.FacesBegin(t[k]); i < adj.FacesEnd(t[k]); ++i) {
+                    const int h = adj.vertexFaces[i];
+                    if (h == f) continue;
+                    if (count[labels[h]]++ == 0) touched.push_back(labels[h]);
+                }
+            int best = own;
+            for (int k = 0; k < 3; ++k) {
+                const int l = edgeLabels[k];
+                if (l >= 0 && l != own && count[l] > count[own] && (best == own || count[l] > count[best])) best = l;
+            }
+            for (int l : touched) count[l] = 0;
+            if (best == own) continue;
+            labels[f] = best;
+            --sizes[own];
+            ++sizes[best];
+            ++moved;
+        }
         if (moved == 0) break;
     }
 }
@@ -477,6 +523,7 @@ int UnfoldMesh::GenerateAtlasSplitLines(const ITriMesh* triMesh, int chartCount,
     }
 
     SmoothBorders(adj, labels, regionCount);
+    SmoothBordersOverStars(adj, labels, regionCount);
     regionCount = MakeRegionsDiscs(adj, geo, labels, regionCount);
 
     for (int f = 0; f < faceCount; ++f) {
