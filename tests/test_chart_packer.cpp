@@ -478,37 +478,17 @@ TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
 }
 
 // Every order and placement rule the packer may pick yields a sound layout, in all
-// eight directions: the placements of one attempt are turned into coordinates and
-// checked independently.
+// twelve directions of three frames: the placements of one attempt are turned into
+// coordinates and checked independently.
 TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
     const ChartSet set = MixedSet(23, 80);
     std::vector<ORVO::PreparedChart> charts(set.uvs.size());
     for (size_t k = 0; k < charts.size(); ++k) {
-        ORVO::PreparedChart& c = charts[k];
-        const std::vector<double>& uv = set.uvs[k];
-        double minU = 1e300, minV = 1e300;
-        for (size_t i = 0; i < uv.size(); i += 2) {
-            minU = std::min(minU, uv[i]);
-            minV = std::min(minV, uv[i + 1]);
-        }
-        for (size_t i = 0; i < uv.size(); i += 2) {
-            c.local.push_back(uv[i] - minU);
-            c.local.push_back(uv[i + 1] - minV);
-            c.extentU = std::max(c.extentU, uv[i] - minU);
-            c.extentV = std::max(c.extentV, uv[i + 1] - minV);
-        }
-        // Every chart may also lie an eighth of a turn further.
-        double lowU = 1e300, lowV = 1e300;
-        for (size_t i = 0; i < c.local.size(); i += 2) {
-            c.tiltedLocal.push_back((c.local[i] - c.local[i + 1]) * std::sqrt(0.5));
-            c.tiltedLocal.push_back((c.local[i] + c.local[i + 1]) * std::sqrt(0.5));
-            lowU = std::min(lowU, c.tiltedLocal[i]);
-            lowV = std::min(lowV, c.tiltedLocal[i + 1]);
-        }
-        for (size_t i = 0; i < c.tiltedLocal.size(); i += 2) {
-            c.tiltedU = std::max(c.tiltedU, c.tiltedLocal[i] -= lowU);
-            c.tiltedV = std::max(c.tiltedV, c.tiltedLocal[i + 1] -= lowV);
-        }
+        // The chart as it comes, and turned by a third and two thirds of a quarter turn.
+        ORVO::ChartFrame asIs;
+        asIs.local = set.uvs[k];
+        charts[k].frames.push_back(ORVO::_TurnedFrame(asIs, 0.0));
+        for (int f = 1; f < 3; ++f) charts[k].frames.push_back(ORVO::_TurnedFrame(asIs, M_PI / 6 * f));
     }
     const int gridSize = 512, gap = 2;
     int tiltedPlacements = 0;
@@ -525,10 +505,10 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
             const double pixelScale = scale * gridSize;
             for (size_t k = 0; k < charts.size(); ++k) {
                 const ORVO::ChartPlacement& p = r.placements[k];
-                const bool tilted = p.turns >= 4;
-                tiltedPlacements += tilted ? 1 : 0;
-                const std::vector<double>& local = tilted ? charts[k].tiltedLocal : charts[k].local;
-                const ORVO::PixelFrame frame = ORVO::_MakePixelFrame(charts[k], pixelScale, tilted);
+                tiltedPlacements += p.turns >= 4 ? 1 : 0;
+                const ORVO::ChartFrame& turned = charts[k].frames[p.turns / 4];
+                const std::vector<double>& local = turned.local;
+                const ORVO::PixelFrame frame = ORVO::_MakePixelFrame(turned, pixelScale);
                 for (size_t i = 0; i + 1 < packed[k].size(); i += 2) {
                     double x, y;
                     ORVO::_TurnPoint(local[i] * pixelScale + frame.offsetX, local[i + 1] * pixelScale + frame.offsetY,
@@ -545,7 +525,7 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
             EXPECT_TRUE(packcheck::CheckRigid(set.tris, set.uvs, packed, &common, &problem)) << problem;
             EXPECT_NEAR(common, scale, 1e-7 * scale);
         }
-    EXPECT_GT(tiltedPlacements, 0);  // the tilted directions were used and checked
+    EXPECT_GT(tiltedPlacements, 0);  // the turned frames were used and checked
 }
 
 // The checker itself must see what it is meant to catch.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace ORVO {
 
@@ -19,11 +20,33 @@ void FrameAxis(double extent, double pixelScale, double& offset, int& count) {
 
 }  // namespace
 
-PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale, bool tilted) {
+PixelFrame _MakePixelFrame(const ChartFrame& chart, double pixelScale) {
     PixelFrame frame;
-    FrameAxis(tilted ? chart.tiltedU : chart.extentU, pixelScale, frame.offsetX, frame.width);
-    FrameAxis(tilted ? chart.tiltedV : chart.extentV, pixelScale, frame.offsetY, frame.height);
+    FrameAxis(chart.extentU, pixelScale, frame.offsetX, frame.width);
+    FrameAxis(chart.extentV, pixelScale, frame.offsetY, frame.height);
     return frame;
+}
+
+ChartFrame _TurnedFrame(const ChartFrame& frame, double angle) {
+    ChartFrame turned;
+    const double c = std::cos(angle), s = std::sin(angle);
+    const size_t n = frame.local.size() / 2;
+    turned.local.resize(frame.local.size());
+    double lowU = std::numeric_limits<double>::max(), lowV = lowU;
+    for (size_t i = 0; i < n; ++i) {
+        const double u = frame.local[2 * i], v = frame.local[2 * i + 1];
+        turned.local[2 * i] = c * u - s * v;
+        turned.local[2 * i + 1] = s * u + c * v;
+        lowU = std::min(lowU, turned.local[2 * i]);
+        lowV = std::min(lowV, turned.local[2 * i + 1]);
+    }
+    for (size_t i = 0; i < n; ++i) {
+        turned.local[2 * i] -= lowU;
+        turned.local[2 * i + 1] -= lowV;
+        turned.extentU = std::max(turned.extentU, turned.local[2 * i]);
+        turned.extentV = std::max(turned.extentV, turned.local[2 * i + 1]);
+    }
+    return turned;
 }
 
 void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& outX, double& outY) {
@@ -36,16 +59,17 @@ void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& 
 }
 
 void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
-    BuildTurns(k, 0, false, pixelScale);
-    if (!mCharts[k].tiltedLocal.empty()) BuildTurns(k, 4, true, pixelScale);
+    const int frames = std::min(static_cast<int>(mCharts[k].frames.size()), kMaxFrames);
+    for (int f = 0; f < frames; ++f) BuildTurns(k, f, pixelScale);
 }
 
-// Shapes first .. first+3: the chart's image in one frame and its quarter turns.
-void ChartPackAttempt::BuildTurns(size_t k, int first, bool tilted, double pixelScale) {
+// Shapes 4f .. 4f+3: the chart's image in frame f and its quarter turns.
+void ChartPackAttempt::BuildTurns(size_t k, int f, double pixelScale) {
     const PreparedChart& c = mCharts[k];
-    const std::vector<double>& local = tilted ? c.tiltedLocal : c.local;
+    const int first = 4 * f;
+    const std::vector<double>& local = c.frames[f].local;
     const int n = static_cast<int>(local.size() / 2);
-    const PixelFrame frame = _MakePixelFrame(c, pixelScale, tilted);
+    const PixelFrame frame = _MakePixelFrame(c.frames[f], pixelScale);
     mPixels.resize(local.size());
     for (int i = 0; i < n; ++i) {
         mPixels[2 * i] = local[2 * i] * pixelScale + frame.offsetX;
@@ -81,7 +105,7 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
     const bool rebuild = scale != mShapeScale;
     mShapeScale = 0;
     for (size_t k = 0; k < mCharts.size(); ++k) {
-        if (mCharts[k].local.empty()) continue;
+        if (mCharts[k].Empty()) continue;
         if (rebuild) BuildShape(k, pixelScale);
         order.push_back(static_cast<int>(k));
         totalPixels += mShapes[k][0].grownCount;
@@ -98,7 +122,9 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
     };
     std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return key(a) > key(b); });
 
-    auto directions = [this](int k) { return !mRotate ? 1 : (mCharts[k].tiltedLocal.empty() ? 4 : kMaxDirections); };
+    auto directions = [this](int k) {
+        return !mRotate ? 1 : 4 * std::min(static_cast<int>(mCharts[k].frames.size()), kMaxFrames);
+    };
     int longestRun = 1, longestColumn = 1;
     for (int k : order)
         for (int t = 0; t < directions(k); ++t) {

@@ -11,24 +11,31 @@
 
 namespace ORVO {
 
-// A chart turned to its smallest bounding rectangle, with that rectangle's lower
-// corner at the origin. Packing only scales, turns by quarter turns and translates
-// these coordinates.
-struct PreparedChart {
+// A chart's coordinates turned to one direction, with their bounding box's lower
+// corner at the origin. Packing only scales, turns by quarter turns and translates them.
+struct ChartFrame {
     std::vector<double> local;  // (u, v) per vertex
     double extentU = 0;
     double extentV = 0;
-    double area = 0;            // total unsigned triangle area
-    ChartOutline outline;       // draws the chart's image when usable
-    // The chart turned a further eighth of a turn, lower corner at the origin: four more
-    // directions to place it in. Empty when only quarter turns are tried.
-    std::vector<double> tiltedLocal;
-    double tiltedU = 0;
-    double tiltedV = 0;
 };
 
-// Directions a chart can be placed in: 4 quarter turns of `local`, then 4 of `tiltedLocal`.
-constexpr int kMaxDirections = 8;
+// A chart ready for packing. frames[0] is turned to the chart's smallest bounding
+// rectangle; further frames, when present, are turned from it by equal steps that
+// divide a quarter turn, and each frame offers its four quarter turns.
+struct PreparedChart {
+    std::vector<ChartFrame> frames;
+    double area = 0;            // total unsigned triangle area
+    ChartOutline outline;       // draws the chart's image when usable
+
+    bool Empty() const { return frames.empty() || frames[0].local.empty(); }
+};
+
+// Most directions a chart is placed in: four frames of four quarter turns.
+constexpr int kMaxFrames = 4;
+constexpr int kMaxDirections = 4 * kMaxFrames;
+
+// `frame` turned counter-clockwise by `angle` radians and moved back to the origin.
+ChartFrame _TurnedFrame(const ChartFrame& frame, double angle);
 
 // Where a chart's local coordinates land in pixels at pixel scale f: p * f + offset,
 // strictly inside a box of width x height pixels.
@@ -39,15 +46,15 @@ struct PixelFrame {
     int height = 1;
 };
 
-// The frame of the chart's local coordinates (`tilted` false) or of its tilted ones.
-PixelFrame _MakePixelFrame(const PreparedChart& chart, double pixelScale, bool tilted = false);
+// The pixel box of one frame of a chart.
+PixelFrame _MakePixelFrame(const ChartFrame& frame, double pixelScale);
 
 // Coordinates of a point of the frame after `turns` counter-clockwise quarter turns
 // of the frame's box, the same turn as _RotateImage applies to the chart's image.
 void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& outX, double& outY);
 
 struct ChartPlacement {
-    int turns = 0;  // quarter turns applied to the chart's image; 4..7: of its tilted image
+    int turns = 0;  // direction: frame turns / 4, then (turns & 3) quarter turns of its image
     int x = 0;      // grid pixel of the image's pixel (0, 0)
     int y = 0;
 };
@@ -97,13 +104,13 @@ private:
     // costs more than the searches it shortens.
     static bool UseProbes(const std::vector<PreparedChart>& charts) {
         size_t placeable = 0;
-        for (const PreparedChart& c : charts) placeable += c.local.empty() ? 0 : 1;
+        for (const PreparedChart& c : charts) placeable += c.Empty() ? 0 : 1;
         return placeable >= kProbeChartCount;
     }
     static constexpr size_t kProbeChartCount = 150;
 
     void BuildShape(size_t k, double pixelScale);
-    void BuildTurns(size_t k, int first, bool tilted, double pixelScale);
+    void BuildTurns(size_t k, int frame, double pixelScale);
 
     const std::vector<std::vector<int>>& mTriangles;
     const std::vector<PreparedChart>& mCharts;

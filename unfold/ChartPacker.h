@@ -9,7 +9,7 @@ struct ChartPackOptions {
     int resolution = 1024;     // texture size in texels the gap is measured in
     int gapTexels = 1;         // minimum distance between charts, in texels of `resolution`
     bool allowRotation = true; // rotate charts: any angle that shrinks the bounding box, plus 90-degree
-                               // steps (45-degree steps when there are few charts)
+                               // steps (30-degree steps when there are few charts)
     int threadCount = 1;       // threads the packer may use
 };
 
