@@ -1,6 +1,7 @@
 #pragma once
-// One packing attempt at a fixed scale: every chart is rasterised conservatively
-// in its four quarter turns and placed, largest first, at the lowest free position.
+// One packing attempt at a fixed scale: every chart is rasterised conservatively in
+// each of its frames and their quarter turns, and placed, largest first, at the lowest
+// free position any of them finds.
 
 #include "unfold/AtlasGrid.h"
 #include "unfold/ChartOutline.h"
