@@ -73,10 +73,13 @@ private:
         return true;
     }
 
+    static bool ReadThree(const char*& p, const char* end, double& x, double& y, double& z) {
+        return _ReadReal(p, end, x) && _ReadReal(p, end, y) && _ReadReal(p, end, z);
+    }
+
     bool Position(const char* p, const char* end, ObjStatements& s) {
         double x, y, z;
-        if (!_ReadReal(p, end, x) || !_ReadReal(p, end, y) || !_ReadReal(p, end, z))
-            return Fail("malformed vertex (v needs three numbers)");
+        if (!ReadThree(p, end, x, y, z)) return Fail("malformed vertex (v needs three numbers)");
         s.positions.emplace_back(x, y, z);
         // Optional "r g b" (or a homogeneous w); colours only for point clouds.
         double extra[4];
@@ -110,8 +113,7 @@ private:
 
     bool Normal(const char* p, const char* end, ObjStatements& s) {
         double x, y, z;
-        if (!_ReadReal(p, end, x) || !_ReadReal(p, end, y) || !_ReadReal(p, end, z))
-            return Fail("malformed normal (vn needs three numbers)");
+        if (!ReadThree(p, end, x, y, z)) return Fail("malformed normal (vn needs three numbers)");
         s.normals.emplace_back(x, y, z);
         return true;
     }

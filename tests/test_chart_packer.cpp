@@ -498,7 +498,9 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
                                            ORVO::PlacementOrder::BoxPerimeter};
     for (ORVO::PlacementRule rule : rules)
         for (ORVO::PlacementOrder order : orders) {
-            ORVO::ChartPackAttempt attempt(set.tris, charts, gridSize, gap, true);
+            // One rule runs with probe squares and a square map, the other without.
+            const bool probes = rule == ORVO::PlacementRule::LowestTop;
+            ORVO::ChartPackAttempt attempt(set.tris, charts, gridSize, gap, true, probes);
             const ORVO::PackAttemptResult r = attempt.Run(scale, {rule, order});
             ASSERT_TRUE(r.success) << int(rule) << " " << int(order);
             UVs packed = set.uvs;

@@ -101,7 +101,7 @@ void _RasteriseOutline(BitImage& image, const double* pixels, const std::vector<
     }
     for (int j = 0; j < height; ++j) rowStart[j + 1] += rowStart[j];
     crossings.resize(static_cast<size_t>(rowStart[height]));
-    std::vector<int>& next = rowStart;  // filled in place, then restored below
+    // Filling moves rowStart[j] on to the end of row j.
     for (const OutlineEdge& e : outline.edges) {
         const double* p = &pixels[2 * e.from];
         const double* q = &pixels[2 * e.to];
@@ -109,12 +109,11 @@ void _RasteriseOutline(BitImage& image, const double* pixels, const std::vector<
         if (!CrossedRows(p[1], q[1], height, first, last)) continue;
         const double slope = (q[0] - p[0]) / (q[1] - p[1]);
         const int winding = q[1] > p[1] ? e.weight : -e.weight;
-        for (int j = first; j <= last; ++j) crossings[next[j]++] = {p[0] + (j + 0.5 - p[1]) * slope, winding};
+        for (int j = first; j <= last; ++j) crossings[rowStart[j]++] = {p[0] + (j + 0.5 - p[1]) * slope, winding};
     }
-    // next[j] now holds the end of row j, which is the start of row j + 1.
     int rowBegin = 0;
     for (int j = 0; j < height; ++j) {
-        const int rowEnd = next[j];
+        const int rowEnd = rowStart[j];
         std::sort(crossings.begin() + rowBegin, crossings.begin() + rowEnd,
                   [](const Crossing& a, const Crossing& b) { return a.x < b.x; });
         int winding = 0;

@@ -91,25 +91,15 @@ struct PackVariant {
 class ChartPackAttempt {
 public:
     ChartPackAttempt(const std::vector<std::vector<int>>& triangles, const std::vector<PreparedChart>& charts,
-                     int gridSize, int gap, bool rotate)
+                     int gridSize, int gap, bool rotate, bool useProbes)
         : mTriangles(triangles), mCharts(charts), mGridSize(gridSize), mGap(gap), mRotate(rotate),
-          mUseProbes(UseProbes(charts)), mShapes(charts.size()) {}
+          mUseProbes(useProbes), mShapes(charts.size()) {}
 
     // Rasterises every chart at `scale` (chart units to the unit square) and places
     // them all, or stops at the first chart that finds no room.
     PackAttemptResult Run(double scale, const PackVariant& variant = PackVariant());
 
 private:
-    // Probe squares (and the grid's square map behind them) pay off only when many
-    // small charts search a crowded grid; with few charts, keeping the map up to date
-    // costs more than the searches it shortens.
-    static bool UseProbes(const std::vector<PreparedChart>& charts) {
-        size_t placeable = 0;
-        for (const PreparedChart& c : charts) placeable += c.Empty() ? 0 : 1;
-        return placeable >= kProbeChartCount;
-    }
-    static constexpr size_t kProbeChartCount = 150;
-
     void BuildShape(size_t k, double pixelScale);
     void BuildTurns(size_t k, int frame, double pixelScale);
 
@@ -118,7 +108,7 @@ private:
     int mGridSize;
     int mGap;
     bool mRotate;
-    bool mUseProbes;
+    bool mUseProbes;  // shapes carry probe squares and the grid keeps its square map
     std::vector<std::array<ChartShape, kMaxDirections>> mShapes;
     double mShapeScale = 0;  // scale the shapes were built at (0: none yet)
     std::vector<double> mPixels;

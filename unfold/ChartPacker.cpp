@@ -44,6 +44,11 @@ bool ValidInput(const std::vector<std::vector<int>>& chartTriangles, const std::
 constexpr size_t kTiltedChartLimit = 64;
 constexpr int kTiltedFrames = 3;
 
+// Probe squares (and the grid's square map behind them) pay off only when many small
+// charts search a crowded grid; with fewer charts, keeping the map up to date costs
+// more than the searches it shortens.
+constexpr size_t kProbeChartCount = 150;
+
 PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate,
                            int frameCount) {
     PreparedChart c;
@@ -226,8 +231,10 @@ public:
         // grid can never be placed.
         const double cells = double(grid) / (gap + 1);
         if (double(placeable) > cells * cells) return;
+        const bool useProbes = placeable >= kProbeChartCount;
         for (int w = 0; w < workers; ++w)
-            mAttempts.emplace_back(new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation));
+            mAttempts.emplace_back(
+                new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation, useProbes));
     }
 
     bool Valid() const { return !mAttempts.empty(); }
@@ -313,9 +320,10 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const size_t chartCount = chartUVs.size();
     std::vector<PreparedChart> charts(chartCount);
     double texArea = 0, longestSide = 0;
-    size_t withPoints = 0;
-    for (const std::vector<double>& uv : chartUVs) withPoints += uv.empty() ? 0 : 1;
-    const int frameCount = withPoints <= kTiltedChartLimit ? kTiltedFrames : 1;
+    // Charts with at least one point; the others get no place.
+    size_t placeable = 0;
+    for (const std::vector<double>& uv : chartUVs) placeable += uv.empty() ? 0 : 1;
+    const int frameCount = placeable <= kTiltedChartLimit ? kTiltedFrames : 1;
     for (size_t k = 0; k < chartCount; ++k) {
         charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
         texArea += charts[k].area;
@@ -326,8 +334,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    size_t placeable = 0, triangleCount = 0;
-    for (const PreparedChart& c : charts) placeable += c.Empty() ? 0 : 1;
+    size_t triangleCount = 0;
     for (const std::vector<int>& tris : chartTriangles) triangleCount += tris.size() / 3;
     const int workers = options.threadCount > 1 ? 2 : 1;
     const int searchLimit = workers > 1 ? 8 : 6;

@@ -8,6 +8,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 
 namespace qarnuv {
 namespace {
@@ -16,15 +17,6 @@ std::string Number(const char* format, double value) {
     char text[64];
     std::snprintf(text, sizeof(text), format, value);
     return text;
-}
-
-std::string LowerExtension(const std::string& path) {
-    const size_t dot = path.find_last_of('.');
-    const size_t slash = path.find_last_of('/');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return std::string();
-    std::string ext = path.substr(dot + 1);
-    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return ext;
 }
 
 }  // namespace
@@ -96,8 +88,9 @@ std::string SummaryJson(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh,
 
 int RunUnwrap(const UnwrapCommand& command) {
     // Refuse an output that would lose the texture coordinates before the long part.
-    const std::string ext = LowerExtension(command.output);
-    if (ext != "obj" && ext != "ply") {
+    std::string ext = std::filesystem::path(command.output).extension().string();
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (ext != ".obj" && ext != ".ply") {
         PrintError(command.output + ": the output must be .obj or .ply to keep texture coordinates");
         return 1;
     }
