@@ -385,6 +385,21 @@ TEST(ChartRaster, QuarterTurnsMoveEveryPixelWhereTheTurnSendsIt) {
     }
 }
 
+// The mean row that the lowest-centre rule ranks by: an L lying on its long side has
+// its mass low, the same L turned upside down has it high.
+TEST(ChartShape, MeanRowIsTheHeightOfThePixelsCentre) {
+    ORVO::BitImage image, turned;
+    image.Reset(4, 4);
+    image.SetSpan(0, 0, 3);
+    for (int y = 1; y < 4; ++y) image.Set(0, y);
+    ORVO::ChartShape upright, upsideDown;
+    ORVO::_MakeChartShape(image, 1, upright);
+    EXPECT_EQ(upright.meanRow16, 22);  // 16 * (4 * 0.5 + 1.5 + 2.5 + 3.5) / 7 = 21.7
+    ORVO::_RotateImage(image, 2, turned);
+    ORVO::_MakeChartShape(turned, 1, upsideDown, &upright, 2);
+    EXPECT_EQ(upsideDown.meanRow16, 42);  // 16 * (4 * 3.5 + 2.5 + 1.5 + 0.5) / 7 = 42.3
+}
+
 TEST(ChartRaster, GrowthKeepsOnlyPixelsNearerThanTheGap) {
     // Growth by 2: every pixel within Euclidean distance < 2 of the square, as squares.
     std::vector<ORVO::PixelRun> runs = {{0, 0, 1}};
@@ -417,15 +432,16 @@ std::vector<std::array<ORVO::ChartShape, 4>> TurnedShapes(unsigned seed, int cou
     return shapes;
 }
 
-// Both placement rules against an exhaustive search over every orientation and pixel,
-// with the square cap lowered as the shapes get smaller (as in a packing attempt);
-// the third pass offers one orientation only, as when rotation is not allowed, and
-// the fourth keeps no square map (shapes without probes).
-TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
+// The lowest-bottom search and the lowest-key search (keyed by top row and by mean
+// row) against an exhaustive search over every orientation and pixel, with the square
+// cap lowered as the shapes get smaller (as in a packing attempt); two passes offer one
+// orientation only, as when rotation is not allowed, and two keep no square map
+// (shapes without probes).
+TEST(AtlasGrid, PlacementRulesMatchBruteForceOverOrientations) {
     const int size = 80, gap = 2;
-    for (int pass = 0; pass < 4; ++pass) {
-        const int rule = pass % 2, orientations = pass == 2 ? 1 : 4;
-        const bool squares = pass != 3;
+    for (int pass = 0; pass < 7; ++pass) {
+        const int rule = pass % 3, orientations = pass == 3 || pass == 5 ? 1 : 4;
+        const bool squares = pass < 4;
         auto shapes = TurnedShapes(31 + pass, 70, gap);
         if (!squares)
             for (auto& four : shapes)
@@ -451,15 +467,17 @@ TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
             grid.LowerSquareCap(cap[i]);
             const ORVO::ChartShape* four[4] = {&shapes[i][0], &shapes[i][1], &shapes[i][2], &shapes[i][3]};
             int x = -1, y = -1;
+            int offsets[4];
+            for (int t = 0; t < 4; ++t) offsets[t] = rule == 0 ? 0 : rule == 1 ? 16 * four[t]->height : four[t]->meanRow16;
             const int found = rule == 0 ? grid.FindLowestPosition(four, orientations, x, y)
-                                        : grid.FindLowestTopPosition(four, orientations, x, y);
-            // Best key over all orientations and positions: (bottom or top row, column).
+                                        : grid.FindLowestKeyPosition(four, orientations, offsets, x, y);
+            // Best key over all orientations and positions: (bottom, top or mean row, column).
             long long bestKey = -1;
             for (int t = 0; t < orientations; ++t)
                 for (int yy = 0; yy < size; ++yy)
                     for (int xx = 0; xx < size; ++xx)
                         if (grid.Fits(*four[t], xx, yy)) {
-                            const long long key = (rule == 0 ? yy : yy + four[t]->height) * 100000LL + xx;
+                            const long long key = (16LL * yy + offsets[t]) * 100000LL + xx;
                             if (bestKey < 0 || key < bestKey) bestKey = key;
                         }
             if (bestKey < 0) {
@@ -469,7 +487,7 @@ TEST(AtlasGrid, BothPlacementRulesMatchBruteForceOverOrientations) {
             ASSERT_GE(found, 0);
             ASSERT_LT(found, orientations);
             ASSERT_TRUE(grid.Fits(*four[found], x, y));
-            EXPECT_EQ((rule == 0 ? y : y + four[found]->height) * 100000LL + x, bestKey) << "shape " << i;
+            EXPECT_EQ((16LL * y + offsets[found]) * 100000LL + x, bestKey) << "pass " << pass << " shape " << i;
             grid.Place(*four[found], x, y);
             ++placed;
         }
@@ -493,13 +511,14 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
     const int gridSize = 512, gap = 2;
     int tiltedPlacements = 0;
     const double scale = 0.6 / std::sqrt(set.Area());
-    const ORVO::PlacementRule rules[] = {ORVO::PlacementRule::LowestBottom, ORVO::PlacementRule::LowestTop};
+    const ORVO::PlacementRule rules[] = {ORVO::PlacementRule::LowestCentre, ORVO::PlacementRule::LowestBottom,
+                                         ORVO::PlacementRule::LowestTop};
     const ORVO::PlacementOrder orders[] = {ORVO::PlacementOrder::Pixels, ORVO::PlacementOrder::BoxArea,
                                            ORVO::PlacementOrder::BoxPerimeter};
     for (ORVO::PlacementRule rule : rules)
         for (ORVO::PlacementOrder order : orders) {
-            // One rule runs with probe squares and a square map, the other without.
-            const bool probes = rule == ORVO::PlacementRule::LowestTop;
+            // Two rules run with probe squares and a square map, one without.
+            const bool probes = rule != ORVO::PlacementRule::LowestBottom;
             ORVO::ChartPackAttempt attempt(set.tris, charts, gridSize, gap, true, probes);
             const ORVO::PackAttemptResult r = attempt.Run(scale, {rule, order});
             ASSERT_TRUE(r.success) << int(rule) << " " << int(order);

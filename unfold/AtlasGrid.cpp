@@ -503,34 +503,35 @@ int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, in
     return -1;
 }
 
-int AtlasGrid::FindLowestTopPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
+int AtlasGrid::FindLowestKeyPosition(const ChartShape* const* shapes, int count, const int* keys, int& bestX,
+                                     int& bestY) const {
     if (!CandidateRows(shapes, count)) return -1;
     const int rowWords = (mSize + 63) / 64;
     const std::vector<uint64_t>& rows = mRowScratch;
     const uint64_t* any = &rows[static_cast<size_t>(count) * rowWords];
-    int lowestHeight = mSize;
-    for (int i = 0; i < count; ++i) lowestHeight = std::min(lowestHeight, shapes[i]->height);
-    int best = -1, bestTop = 0;
-    // Shapes already placed at their lowest row: any later row only raises their top.
+    int lowestOffset = keys[0];
+    for (int i = 1; i < count; ++i) lowestOffset = std::min(lowestOffset, keys[i]);
+    int best = -1, bestKey = 0;
+    // Shapes already placed at their lowest row: any later row only raises their key.
     unsigned done = 0;
     for (int j = 0; j < rowWords; ++j) {
         for (uint64_t w = any[j]; w; w &= w - 1) {
             const int y = 64 * j + _LowestBit(w);
-            if (best >= 0 && y + lowestHeight > bestTop) return best;
+            if (best >= 0 && 16 * y + lowestOffset > bestKey) return best;
             for (int i = 0; i < count; ++i) {
                 if ((done >> i) & 1u) continue;
                 if (!((rows[static_cast<size_t>(i) * rowWords + j] >> (y & 63)) & 1u)) continue;
                 const ChartShape& s = *shapes[i];
-                const int top = y + s.height;
-                if (best >= 0 && top > bestTop) continue;
+                const int key = 16 * y + keys[i];
+                if (best >= 0 && key > bestKey) continue;
                 int xEnd = mSize - s.width;
-                if (best >= 0 && top == bestTop) xEnd = std::min(xEnd, bestX - 1);
+                if (best >= 0 && key == bestKey) xEnd = std::min(xEnd, bestX - 1);
                 if (xEnd < 0 || !ProbeRowsFree(s, y)) continue;
                 const int found = FirstFitInRow(s, y, xEnd);
                 if (found >= 0) {
                     done |= 1u << i;
                     best = i;
-                    bestTop = top;
+                    bestKey = key;
                     bestX = found;
                     bestY = y;
                 }

@@ -145,8 +145,15 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
         for (int t = 0; t < turnCount; ++t) shapes[t] = &mShapes[k][t];
         mGrid.LowerSquareCap(squareCap[i]);
         int x = 0, y = 0;
-        const int t = variant.rule == PlacementRule::LowestTop ? mGrid.FindLowestTopPosition(shapes, turnCount, x, y)
-                                                       : mGrid.FindLowestPosition(shapes, turnCount, x, y);
+        int t;
+        if (variant.rule == PlacementRule::LowestBottom) {
+            t = mGrid.FindLowestPosition(shapes, turnCount, x, y);
+        } else {
+            int keys[kMaxDirections];
+            for (int d = 0; d < turnCount; ++d)
+                keys[d] = variant.rule == PlacementRule::LowestTop ? 16 * shapes[d]->height : shapes[d]->meanRow16;
+            t = mGrid.FindLowestKeyPosition(shapes, turnCount, keys, x, y);
+        }
         if (t < 0) {
             result.success = false;
             result.usedHeight = mGridSize;

@@ -1,7 +1,7 @@
 #pragma once
 // One packing attempt at a fixed scale: every chart is rasterised conservatively in
-// each of its frames and their quarter turns, and placed, largest first, at the lowest
-// free position any of them finds.
+// each of its frames and their quarter turns, and placed, largest first, at the free
+// position its placement rule ranks lowest among all of them.
 
 #include "unfold/AtlasGrid.h"
 #include "unfold/ChartOutline.h"
@@ -70,6 +70,8 @@ struct PackAttemptResult {
 
 // Where each chart goes among the free positions of its orientations.
 enum class PlacementRule {
+    LowestCentre,  // lowest mean row of the chart's pixels, then leftmost: the direction
+                   // that sinks most of the chart into the free space below wins
     LowestBottom,  // lowest bottom row, then leftmost
     LowestTop,     // lowest top row, then leftmost: favours lying flat
 };
@@ -83,7 +85,7 @@ enum class PlacementOrder {
 
 // One way of packing: how charts are ordered and where each one goes.
 struct PackVariant {
-    PlacementRule rule = PlacementRule::LowestBottom;
+    PlacementRule rule = PlacementRule::LowestCentre;
     PlacementOrder order = PlacementOrder::Pixels;
 };
 

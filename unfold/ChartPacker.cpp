@@ -266,7 +266,7 @@ public:
     // places every chart; the ladder ends when none does or the budget is spent.
     void Refine(const ScaleSearch& search, PackAttemptResult& best, int budget) {
         static const PackVariant kVariants[] = {
-            {PlacementRule::LowestBottom, PlacementOrder::Pixels},
+            {PlacementRule::LowestCentre, PlacementOrder::Pixels},
             {PlacementRule::LowestTop, PlacementOrder::Pixels},
             {PlacementRule::LowestBottom, PlacementOrder::BoxArea},
             {PlacementRule::LowestTop, PlacementOrder::BoxPerimeter},

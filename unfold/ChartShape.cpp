@@ -1,6 +1,7 @@
 #include "unfold/ChartShape.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace ORVO {
@@ -46,7 +47,12 @@ void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const Ch
     shape.height = image.height;
     _CollectRuns(image, shape.runs);
     shape.pixelCount = 0;
-    for (const PixelRun& r : shape.runs) shape.pixelCount += r.length;
+    double rowSum = 0;
+    for (const PixelRun& r : shape.runs) {
+        shape.pixelCount += r.length;
+        rowSum += (r.y + 0.5) * r.length;
+    }
+    shape.meanRow16 = shape.pixelCount > 0 ? static_cast<int>(std::lround(16.0 * rowSum / shape.pixelCount)) : 0;
     _DilateRuns(shape.runs, image.width, image.height, gap, shape.grown);
     // The grid keeps run masks up to kLongestTestedRun: longer runs are tested in pieces.
     for (size_t i = 0; i < shape.runs.size(); ++i) {

@@ -16,6 +16,7 @@ struct ChartShape {
     int width = 0;                    // size of the exact (undilated) image in pixels
     int height = 0;
     long long pixelCount = 0;         // set pixels of the exact image
+    int meanRow16 = 0;                // mean height of the exact pixels' centres, in sixteenths
     std::vector<PixelRun> runs;       // exact image as runs, the order in which they are tested
     BitImage grown;                   // exact image grown by the gap; pixel (0,0) sits at (-gap,-gap)
     long long grownCount = 0;         // set pixels of the grown image
