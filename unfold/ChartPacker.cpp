@@ -102,6 +102,11 @@ public:
         if (mLo == 0 && mHi == kNoScale) {
             s.push_back(mStart);
             if (count > 1) s.push_back(mStart * std::sqrt(0.66 / 0.6));
+        } else if (mHi == kNoScale && mSeeded) {
+            // Seeded from a coarser grid, whose limit the finer grid's lies typically half
+            // a percent to a percent and a half above: one step into that band, one across it.
+            s.push_back(mLo * 1.005);
+            if (count > 1) s.push_back(mLo * 1.012);
         } else if (mHi == kNoScale) {
             // Only successes: grow by the unused rows, a little beyond to find the limit.
             s.push_back(std::min(mLo * 1.6, std::max(mLo * 1.004, predicted)));
@@ -135,6 +140,7 @@ public:
             if (r.scale > mLo) {
                 mLo = r.scale;
                 mLoUsed = r.usedHeight;
+                mSeeded = false;
                 return true;
             }
         } else if (r.scale > mLo && r.scale < mHi) {
@@ -148,6 +154,7 @@ public:
     void Seed(double scale) {
         mLo = std::min(scale, mMax);
         mLoUsed = mGrid;
+        mSeeded = true;
     }
 
     bool HasSuccess() const { return mLo > 0; }
@@ -166,6 +173,7 @@ private:
     int mLoUsed = 0;
     double mHi = kNoScale;
     double mHiPlaced = 0;
+    bool mSeeded = false;  // the best success is the seed, not an attempt on this grid
 };
 
 // First step above the best success once the search has ended, and the step below
