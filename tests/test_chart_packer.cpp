@@ -432,11 +432,11 @@ std::vector<std::array<ORVO::ChartShape, 4>> TurnedShapes(unsigned seed, int cou
     return shapes;
 }
 
-// The lowest-bottom search and the lowest-key search (keyed by top row and by mean
-// row) against an exhaustive search over every orientation and pixel, with the square
-// cap lowered as the shapes get smaller (as in a packing attempt); two passes offer one
-// orientation only, as when rotation is not allowed, and two keep no square map
-// (shapes without probes).
+// The search for the lowest position, keyed by bottom, top and mean row, against an
+// exhaustive search over every orientation and pixel, with the square cap lowered as
+// the shapes get smaller (as in a packing attempt); two passes offer one orientation
+// only, as when rotation is not allowed, and two keep no square map (shapes without
+// probes).
 TEST(AtlasGrid, PlacementRulesMatchBruteForceOverOrientations) {
     const int size = 80, gap = 2;
     for (int pass = 0; pass < 7; ++pass) {
@@ -469,8 +469,7 @@ TEST(AtlasGrid, PlacementRulesMatchBruteForceOverOrientations) {
             int x = -1, y = -1;
             int offsets[4];
             for (int t = 0; t < 4; ++t) offsets[t] = rule == 0 ? 0 : rule == 1 ? 16 * four[t]->height : four[t]->meanRow16;
-            const int found = rule == 0 ? grid.FindLowestPosition(four, orientations, x, y)
-                                        : grid.FindLowestKeyPosition(four, orientations, offsets, x, y);
+            const int found = grid.FindLowestPosition(four, orientations, offsets, x, y);
             // Best key over all orientations and positions: (bottom, top or mean row, column).
             long long bestKey = -1;
             for (int t = 0; t < orientations; ++t)

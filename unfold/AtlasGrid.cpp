@@ -474,37 +474,8 @@ bool AtlasGrid::ProbeRowsFree(const ChartShape& s, int y) const {
     return true;
 }
 
-int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, int& bestX, int& bestY) const {
-    if (!CandidateRows(shapes, count)) return -1;
-    const int rowWords = (mSize + 63) / 64;
-    const std::vector<uint64_t>& rows = mRowScratch;
-    const uint64_t* any = &rows[static_cast<size_t>(count) * rowWords];
-    for (int j = 0; j < rowWords; ++j) {
-        for (uint64_t w = any[j]; w; w &= w - 1) {
-            const int y = 64 * j + _LowestBit(w);
-            int best = -1;
-            for (int i = 0; i < count; ++i) {
-                if (!((rows[static_cast<size_t>(i) * rowWords + j] >> (y & 63)) & 1u)) continue;
-                const ChartShape& s = *shapes[i];
-                const int xEnd = std::min(best >= 0 ? bestX - 1 : mSize - s.width, mSize - s.width);
-                if (xEnd < 0 || !ProbeRowsFree(s, y)) continue;
-                const int found = FirstFitInRow(s, y, xEnd);
-                if (found >= 0) {
-                    best = i;
-                    bestX = found;
-                }
-            }
-            if (best >= 0) {
-                bestY = y;
-                return best;
-            }
-        }
-    }
-    return -1;
-}
-
-int AtlasGrid::FindLowestKeyPosition(const ChartShape* const* shapes, int count, const int* keys, int& bestX,
-                                     int& bestY) const {
+int AtlasGrid::FindLowestPosition(const ChartShape* const* shapes, int count, const int* keys, int& bestX,
+                                  int& bestY) const {
     if (!CandidateRows(shapes, count)) return -1;
     const int rowWords = (mSize + 63) / 64;
     const std::vector<uint64_t>& rows = mRowScratch;

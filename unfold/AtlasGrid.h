@@ -44,13 +44,11 @@ public:
     // True when `shape` placed with its pixel (0,0) at (x, y) lies inside the square and
     // meets no marked pixel.
     bool Fits(const ChartShape& shape, int x, int y) const;
-    // Lowest, then leftmost position among all `count` shapes (orientations of one chart).
-    // Returns the index of the chosen shape and writes its position, or -1 when none fits.
-    int FindLowestPosition(const ChartShape* const* shapes, int count, int& x, int& y) const;
     // The position with the lowest key 16 * y + keys[i], then leftmost, among all `count`
-    // shapes (at most 32): keys[i] >= 0 is a height within shape i in sixteenths of a
-    // pixel, such as its top row or its mean row. Returns as FindLowestPosition.
-    int FindLowestKeyPosition(const ChartShape* const* shapes, int count, const int* keys, int& x, int& y) const;
+    // shapes (orientations of one chart, at most 32). keys[i] >= 0 is a height within
+    // shape i in sixteenths of a pixel: 0 ranks by bottom row, others by top or mean row.
+    // Returns the index of the chosen shape and writes its position, or -1 when none fits.
+    int FindLowestPosition(const ChartShape* const* shapes, int count, const int* keys, int& x, int& y) const;
     // Marks the grown image of `shape` at (x, y); the caller has checked Fits.
     void Place(const ChartShape& shape, int x, int y);
     // One past the highest row holding an exact chart pixel.

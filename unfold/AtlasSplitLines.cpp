@@ -7,8 +7,9 @@
 // result does not depend on the mesh's units) and the deviation of the face
 // normal from the region's mean normal. A few Lloyd iterations move every seed
 // to the face that best represents its region, majority filters over the edge
-// neighbours and then over the corner stars straighten the borders, and regions that are not topological discs are split until
-// they are: the flattening needs discs.
+// neighbours and then over the corner stars straighten the borders, and regions
+// that are not topological discs are split until they are: the flattening needs
+// discs.
 
 #include <QarnUVAtlas/UnfoldMesh.h>
 

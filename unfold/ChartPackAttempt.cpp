@@ -58,9 +58,12 @@ void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& 
     }
 }
 
+int ChartPackAttempt::FrameCount(size_t k) const {
+    return std::min(static_cast<int>(mCharts[k].frames.size()), kMaxFrames);
+}
+
 void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {
-    const int frames = std::min(static_cast<int>(mCharts[k].frames.size()), kMaxFrames);
-    for (int f = 0; f < frames; ++f) BuildTurns(k, f, pixelScale);
+    for (int f = 0; f < FrameCount(k); ++f) BuildTurns(k, f, pixelScale);
 }
 
 // Shapes 4f .. 4f+3: the chart's image in frame f and its quarter turns.
@@ -122,9 +125,7 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
     };
     std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return key(a) > key(b); });
 
-    auto directions = [this](int k) {
-        return !mRotate ? 1 : 4 * std::min(static_cast<int>(mCharts[k].frames.size()), kMaxFrames);
-    };
+    auto directions = [this](int k) { return mRotate ? 4 * FrameCount(k) : 1; };
     int longestRun = 1, longestColumn = 1;
     for (int k : order)
         for (int t = 0; t < directions(k); ++t) {
@@ -145,15 +146,15 @@ PackAttemptResult ChartPackAttempt::Run(double scale, const PackVariant& variant
         for (int t = 0; t < turnCount; ++t) shapes[t] = &mShapes[k][t];
         mGrid.LowerSquareCap(squareCap[i]);
         int x = 0, y = 0;
-        int t;
-        if (variant.rule == PlacementRule::LowestBottom) {
-            t = mGrid.FindLowestPosition(shapes, turnCount, x, y);
-        } else {
-            int keys[kMaxDirections];
-            for (int d = 0; d < turnCount; ++d)
-                keys[d] = variant.rule == PlacementRule::LowestTop ? 16 * shapes[d]->height : shapes[d]->meanRow16;
-            t = mGrid.FindLowestKeyPosition(shapes, turnCount, keys, x, y);
+        int keys[kMaxDirections];
+        for (int d = 0; d < turnCount; ++d) {
+            switch (variant.rule) {
+                case PlacementRule::LowestBottom: keys[d] = 0; break;
+                case PlacementRule::LowestTop: keys[d] = 16 * shapes[d]->height; break;
+                default: keys[d] = shapes[d]->meanRow16; break;
+            }
         }
+        const int t = mGrid.FindLowestPosition(shapes, turnCount, keys, x, y);
         if (t < 0) {
             result.success = false;
             result.usedHeight = mGridSize;

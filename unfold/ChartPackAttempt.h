@@ -102,6 +102,8 @@ public:
     PackAttemptResult Run(double scale, const PackVariant& variant = PackVariant());
 
 private:
+    // Frames of chart k that get shapes (those beyond kMaxFrames are ignored).
+    int FrameCount(size_t k) const;
     void BuildShape(size_t k, double pixelScale);
     void BuildTurns(size_t k, int frame, double pixelScale);
 
