@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace ORVO {
@@ -21,6 +22,79 @@ inline bool CrossedRows(double y0, double y1, int height, int& first, int& last)
     first = std::max(0, static_cast<int>(std::ceil(lo - 0.5)));
     last = std::min(height - 1, static_cast<int>(std::ceil(hi - 0.5)) - 1);
     return first <= last;
+}
+
+// Widens every distance test a little, so that rounding can only add pixels.
+constexpr double kGrowSlack = 1e-7;
+
+// Pixel columns whose closed squares meet the open interval (lo, hi), clipped to
+// [first, last]; false when none do.
+inline bool MeetingColumns(double lo, double hi, int first, int last, int& x0, int& x1) {
+    if (!(lo <= hi)) return false;
+    x0 = lo - kGrowSlack > first ? static_cast<int>(std::floor(lo - kGrowSlack)) : first;
+    x1 = hi + kGrowSlack < last + 1 ? static_cast<int>(std::ceil(hi + kGrowSlack)) - 1 : last;
+    return x0 <= x1;
+}
+
+// Sets the pixels of `grown` (whose pixel (0,0) is pixel (-gap,-gap) of the chart's
+// image) whose squares come closer than r to the point c.
+void GrowDisc(BitImage& grown, const double* c, double r, int gap) {
+    const int rowLo = std::max(-gap, static_cast<int>(std::floor(c[1] - r)));
+    const int rowHi = std::min(grown.height - gap - 1, static_cast<int>(std::ceil(c[1] + r)));
+    for (int j = rowLo; j <= rowHi; ++j) {
+        // Distance from c to the band of rows [j, j + 1].
+        const double d = std::max({0.0, j - c[1], c[1] - (j + 1)});
+        if (d >= r) continue;
+        const double h = std::sqrt(r * r - d * d);
+        int x0, x1;
+        if (MeetingColumns(c[0] - h, c[0] + h, -gap, grown.width - gap - 1, x0, x1))
+            grown.SetSpan(j + gap, x0 + gap, x1 + gap);
+    }
+}
+
+// The same for the points closer than r to the segment p-q whose foot on the segment's
+// line lies between p and q: on its right side (looking from p to q, x to the right and
+// y up) when `side` is 1, on its left side when -1, on both when 0. That region is a
+// rectangle, convex, so each band of rows meets it in one interval.
+void GrowBand(BitImage& grown, const double* p, const double* q, double r, int side, int gap) {
+    const double dx = q[0] - p[0], dy = q[1] - p[1];
+    const double len = std::sqrt(dx * dx + dy * dy);
+    if (len == 0) return;
+    // Right-hand normal of p-q, r long.
+    const double nx = dy / len * r, ny = -dx / len * r;
+    const double near = side > 0 ? 0 : -1, far = side < 0 ? 0 : 1;
+    const double corners[4][2] = {{p[0] + near * nx, p[1] + near * ny},
+                                  {q[0] + near * nx, q[1] + near * ny},
+                                  {q[0] + far * nx, q[1] + far * ny},
+                                  {p[0] + far * nx, p[1] + far * ny}};
+    double top = corners[0][1], bottom = top;
+    for (const auto& c : corners) {
+        top = std::max(top, c[1]);
+        bottom = std::min(bottom, c[1]);
+    }
+    const int rowLo = std::max(-gap, static_cast<int>(std::floor(bottom)));
+    const int rowHi = std::min(grown.height - gap - 1, static_cast<int>(std::ceil(top)));
+    for (int j = rowLo; j <= rowHi; ++j) {
+        // The rectangle's corners inside the band and its crossings of the band's edges.
+        double lo = std::numeric_limits<double>::max(), hi = -lo;
+        for (int i = 0; i < 4; ++i) {
+            const double* a = corners[i];
+            const double* b = corners[(i + 1) & 3];
+            if (a[1] >= j && a[1] <= j + 1) {
+                lo = std::min(lo, a[0]);
+                hi = std::max(hi, a[0]);
+            }
+            for (int line = j; line <= j + 1; ++line) {
+                if ((a[1] - line) * (b[1] - line) < 0) {
+                    const double x = a[0] + (line - a[1]) / (b[1] - a[1]) * (b[0] - a[0]);
+                    lo = std::min(lo, x);
+                    hi = std::max(hi, x);
+                }
+            }
+        }
+        int x0, x1;
+        if (MeetingColumns(lo, hi, -gap, grown.width - gap - 1, x0, x1)) grown.SetSpan(j + gap, x0 + gap, x1 + gap);
+    }
 }
 
 struct Crossing {
@@ -79,6 +153,7 @@ ChartOutline _MakeChartOutline(const std::vector<int>& tris, const double* uv) {
         }
     }
     outline.usable = true;
+    outline.orientation = sign;
     return outline;
 }
 
@@ -132,6 +207,46 @@ void _RasteriseOutline(BitImage& image, const double* pixels, const std::vector<
         }
         rowBegin = rowEnd;
     }
+}
+
+void _GrowOutline(const BitImage& image, const double* pixels, const std::vector<int>& tris,
+                  const ChartOutline& outline, int gap, BitImage& grown) {
+    gap = std::max(0, gap);
+    grown.Reset(image.width + 2 * gap, image.height + 2 * gap);
+    // The exact image, moved by gap pixels right and up.
+    const int shift = gap & 63, skip = gap >> 6;
+    for (int y = 0; y < image.height; ++y) {
+        const uint64_t* src = image.Row(y);
+        uint64_t* dst = grown.Row(y + gap) + skip;
+        for (int k = 0; k < image.wordsPerRow; ++k) {
+            dst[k] |= src[k] << shift;
+            if (shift && k + 1 < grown.wordsPerRow - skip) dst[k + 1] |= src[k] >> (64 - shift);
+        }
+    }
+    if (gap == 0) return;
+    const double r = gap + kGrowSlack;
+    // A point outside the chart lies nearest to its boundary, which the outline edges and
+    // the flat triangles hold: at an end of an edge (a disc), or across the edge from the
+    // triangles it bounds (a band on that side only).
+    thread_local std::vector<int> ends;
+    ends.clear();
+    for (const OutlineEdge& e : outline.edges) {
+        // Counter-clockwise triangles lie left of their edges: the outside is on the right.
+        const int outside = outline.orientation == 0 ? 0 : e.weight * outline.orientation > 0 ? 1 : -1;
+        GrowBand(grown, &pixels[2 * e.from], &pixels[2 * e.to], r, outside, gap);
+        ends.push_back(e.from);
+        ends.push_back(e.to);
+    }
+    for (int t : outline.flatTriangles)
+        for (int k = 0; k < 3; ++k) {
+            const int a = tris[3 * t + k], b = tris[3 * t + (k + 1) % 3];
+            GrowBand(grown, &pixels[2 * a], &pixels[2 * b], r, 0, gap);
+            ends.push_back(a);
+            ends.push_back(b);
+        }
+    std::sort(ends.begin(), ends.end());
+    ends.erase(std::unique(ends.begin(), ends.end()), ends.end());
+    for (int v : ends) GrowDisc(grown, &pixels[2 * v], r, gap);
 }
 
 }  // namespace ORVO

@@ -22,6 +22,8 @@ struct ChartOutline {
     // False when the chart's triangles do not all turn the same way: then the winding
     // of the outline does not tell which pixels the triangles cover.
     bool usable = false;
+    // +1 when the triangles run counter-clockwise, -1 when clockwise, 0 when all are flat.
+    int orientation = 0;
     std::vector<OutlineEdge> edges;
     // Triangles too flat to have a reliable orientation: drawn one by one.
     std::vector<int> flatTriangles;
@@ -37,5 +39,14 @@ ChartOutline _MakeChartOutline(const std::vector<int>& tris, const double* uv);
 // `pixels`: the chart's points in pixels (2 per vertex); `outline.usable` must hold.
 void _RasteriseOutline(BitImage& image, const double* pixels, const std::vector<int>& tris,
                        const ChartOutline& outline);
+
+// The chart's image grown by the gap: `image` (its exact pixels, as _RasteriseOutline
+// draws them from `pixels`) and every pixel whose closed square comes closer than `gap`
+// pixels to the chart. Unlike the exact image dilated by the gap, it adds no pixel for
+// the part of a border pixel the chart leaves empty, nor for the corners of the pixel
+// squares. Writes `grown` with the image's box widened by gap on every side;
+// `outline.usable` must hold.
+void _GrowOutline(const BitImage& image, const double* pixels, const std::vector<int>& tris,
+                  const ChartOutline& outline, int gap, BitImage& grown);
 
 }  // namespace ORVO

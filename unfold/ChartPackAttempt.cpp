@@ -90,11 +90,17 @@ void ChartPackAttempt::BuildTurns(size_t k, int f, double pixelScale) {
             _RasteriseTriangle(mImage, &mPixels[2 * tris[t]], &mPixels[2 * tris[t + 1]], &mPixels[2 * tris[t + 2]]);
     }
     std::array<ChartShape, kMaxDirections>& shapes = mShapes[k];
-    _MakeChartShape(mImage, mGap, shapes[first], nullptr, 0, mUseProbes);
+    // From the outline, the gap is measured from the chart itself rather than from the
+    // pixels it touches: a pixel or so less of border on every side.
+    const bool fromOutline = !tris.empty() && c.outline.usable;
+    if (fromOutline) _GrowOutline(mImage, mPixels.data(), tris, c.outline, mGap, mGrown);
+    _MakeChartShape(mImage, mGap, shapes[first], nullptr, 0, mUseProbes, fromOutline ? &mGrown : nullptr);
     if (!mRotate) return;
     for (int turns = 1; turns < 4; ++turns) {
         _RotateImage(mImage, turns, mTurned);
-        _MakeChartShape(mTurned, mGap, shapes[first + turns], &shapes[first], turns);
+        if (fromOutline) _RotateImage(mGrown, turns, mTurnedGrown);
+        _MakeChartShape(mTurned, mGap, shapes[first + turns], &shapes[first], turns, true,
+                        fromOutline ? &mTurnedGrown : nullptr);
     }
 }
 
