@@ -31,7 +31,7 @@ using namespace ORVO;
 
 using benchtiming::Now;
 using benchtiming::Median;
-const auto PeakKiB = benchtiming::PeakRssKiB;
+using benchtiming::PeakRssKiB;
 
 namespace {
 
@@ -157,7 +157,7 @@ int main(int argc, char** argv) {
             return 2;
         }
         int rc = RunItem(item, mesh);
-        std::printf("  peak RSS %.1f MB\n", PeakKiB() / 1024.0);
+        std::printf("  peak RSS %.1f MB\n", PeakRssKiB() / 1024.0);
         return rc;
     }
     std::printf("input: %s\n", obj.empty() ? "generated bumpy grid 708 x 708" : obj.c_str());

@@ -71,6 +71,22 @@ inline double TriangleDistance(const Tri& a, const Tri& b) {
     return d;
 }
 
+// Distance from the closed unit square of pixel (i, j) to a triangle (0 when they meet).
+inline double PixelDistance(int i, int j, const double* a, const double* b, const double* c) {
+    Tri square1, square2, tri;
+    const double x0 = i, y0 = j, x1 = i + 1, y1 = j + 1;
+    const double s1[3][2] = {{x0, y0}, {x1, y0}, {x1, y1}};
+    const double s2[3][2] = {{x0, y0}, {x1, y1}, {x0, y1}};
+    const double* t[3] = {a, b, c};
+    for (int k = 0; k < 3; ++k)
+        for (int d = 0; d < 2; ++d) {
+            square1.p[k][d] = s1[k][d];
+            square2.p[k][d] = s2[k][d];
+            tri.p[k][d] = t[k][d];
+        }
+    return std::min(TriangleDistance(square1, tri), TriangleDistance(square2, tri));
+}
+
 struct Report {
     bool inside = true;          // every coordinate in [0, 1]
     double minDistance = 1e300;  // smallest distance between triangles of different charts found

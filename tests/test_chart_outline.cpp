@@ -4,6 +4,8 @@
 #include "unfold/ChartOutline.h"
 #include "unfold/ChartRaster.h"
 
+#include "ChartPackCheck.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -117,68 +119,49 @@ TEST(ChartOutline, DrawsWhatTheTrianglesCover) {
             ExpectSameImages(chart, s, 0.5 + 0.01 * s, 0.5 + 0.003 * s, what);
 }
 
-// Distance from the point (x, y) to the segment a-b.
-double PointToSegment(double x, double y, const double* a, const double* b) {
-    const double dx = b[0] - a[0], dy = b[1] - a[1];
-    const double len2 = dx * dx + dy * dy;
-    double t = len2 > 0 ? ((x - a[0]) * dx + (y - a[1]) * dy) / len2 : 0;
-    t = std::max(0.0, std::min(1.0, t));
-    return std::hypot(x - a[0] - t * dx, y - a[1] - t * dy);
-}
-
-// Distance from the closed square of pixel (i, j) to a segment that does not meet it:
-// reached at a corner of the square or at an end of the segment.
-double SquareToSegment(int i, int j, const double* a, const double* b) {
-    double d = std::numeric_limits<double>::max();
-    for (int cx = i; cx <= i + 1; ++cx)
-        for (int cy = j; cy <= j + 1; ++cy) d = std::min(d, PointToSegment(cx, cy, a, b));
-    for (const double* p : {a, b}) {
-        const double ex = std::max({0.0, i - p[0], p[0] - (i + 1)});
-        const double ey = std::max({0.0, j - p[1], p[1] - (j + 1)});
-        d = std::min(d, std::hypot(ex, ey));
-    }
-    return d;
-}
-
 TEST(ChartOutline, GrowsByTheGapMeasuredFromTheChart) {
     // Every pixel closer than the gap to the chart is grown, no pixel farther, and none
     // that the gap kernel around the exact image would leave free.
+    const int maxGap = 3;
     for (const auto& [what, chart] : HardCharts())
-        for (double s : {1.0, 2.6})
-            for (int gap : {1, 2, 3}) {
-                std::vector<double> px(chart.uv.size());
-                double maxX = 0, maxY = 0;
-                for (size_t i = 0; i < px.size(); i += 2) {
-                    px[i] = chart.uv[i] * s + 0.5 + 0.013 * s;
-                    px[i + 1] = chart.uv[i + 1] * s + 0.5 + 0.007 * s;
-                    maxX = std::max(maxX, px[i]);
-                    maxY = std::max(maxY, px[i + 1]);
-                }
-                ORVO::BitImage exact, grown, dilated;
-                exact.Reset(static_cast<int>(maxX) + 2, static_cast<int>(maxY) + 2);
-                const std::vector<int>& tris = chart.tris;
-                for (size_t t = 0; t + 2 < tris.size(); t += 3)
-                    ORVO::_RasteriseTriangle(exact, &px[2 * tris[t]], &px[2 * tris[t + 1]], &px[2 * tris[t + 2]]);
-                const ORVO::ChartOutline outline = ORVO::_MakeChartOutline(tris, chart.uv.data());
-                ASSERT_TRUE(outline.usable) << what;
+        for (double s : {1.0, 2.6}) {
+            const std::vector<int>& tris = chart.tris;
+            std::vector<double> px(chart.uv.size());
+            double maxX = 0, maxY = 0;
+            for (size_t i = 0; i < px.size(); i += 2) {
+                px[i] = chart.uv[i] * s + 0.5 + 0.013 * s;
+                px[i + 1] = chart.uv[i + 1] * s + 0.5 + 0.007 * s;
+                maxX = std::max(maxX, px[i]);
+                maxY = std::max(maxY, px[i + 1]);
+            }
+            ORVO::BitImage exact;
+            exact.Reset(static_cast<int>(maxX) + 2, static_cast<int>(maxY) + 2);
+            for (size_t t = 0; t + 2 < tris.size(); t += 3)
+                ORVO::_RasteriseTriangle(exact, &px[2 * tris[t]], &px[2 * tris[t + 1]], &px[2 * tris[t + 2]]);
+            // Distance from each pixel within the widest gap of the image to the chart.
+            const int w = exact.width + 2 * maxGap, h = exact.height + 2 * maxGap;
+            std::vector<double> distance(static_cast<size_t>(w) * h, std::numeric_limits<double>::max());
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x)
+                    for (size_t t = 0; t + 2 < tris.size(); t += 3)
+                        distance[static_cast<size_t>(y) * w + x] = std::min(
+                            distance[static_cast<size_t>(y) * w + x],
+                            packcheck::PixelDistance(x - maxGap, y - maxGap, &px[2 * tris[t]], &px[2 * tris[t + 1]],
+                                                     &px[2 * tris[t + 2]]));
+            const ORVO::ChartOutline outline = ORVO::_MakeChartOutline(tris, chart.uv.data());
+            ASSERT_TRUE(outline.usable) << what;
+            std::vector<ORVO::PixelRun> runs;
+            ORVO::_CollectRuns(exact, runs);
+            for (int gap = 1; gap <= maxGap; ++gap) {
+                ORVO::BitImage grown, dilated;
                 ORVO::_GrowOutline(exact, px.data(), tris, outline, gap, grown);
-                std::vector<ORVO::PixelRun> runs;
-                ORVO::_CollectRuns(exact, runs);
                 ORVO::_DilateRuns(runs, exact.width, exact.height, gap, dilated);
                 ASSERT_EQ(grown.width, dilated.width);
                 ASSERT_EQ(grown.height, dilated.height);
                 int missing = 0, extra = 0, beyondKernel = 0;
                 for (int y = 0; y < grown.height; ++y)
                     for (int x = 0; x < grown.width; ++x) {
-                        const int i = x - gap, j = y - gap;
-                        double d = 0;
-                        if (i < 0 || j < 0 || i >= exact.width || j >= exact.height || !exact.Get(i, j)) {
-                            d = std::numeric_limits<double>::max();
-                            for (size_t t = 0; t + 2 < tris.size(); t += 3)
-                                for (int k = 0; k < 3; ++k)
-                                    d = std::min(d, SquareToSegment(i, j, &px[2 * tris[t + k]],
-                                                                    &px[2 * tris[t + (k + 1) % 3]]));
-                        }
+                        const double d = distance[static_cast<size_t>(y + maxGap - gap) * w + x + maxGap - gap];
                         const bool set = grown.Get(x, y);
                         missing += !set && d < gap - 1e-6;
                         extra += set && d > gap + 1e-6;
@@ -194,6 +177,7 @@ TEST(ChartOutline, GrowsByTheGapMeasuredFromTheChart) {
                     EXPECT_LT(grown.Count(), dilated.Count()) << where;
                 }
             }
+        }
 }
 
 TEST(ChartOutline, OverlappingFansCountEveryCopy) {

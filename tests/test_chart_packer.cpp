@@ -308,22 +308,6 @@ TEST(ChartPacker, NothingToTextureFails) {
     EXPECT_EQ(ORVO::_PackCharts(tris, uvs, ORVO::ChartPackOptions(), nullptr), -3);
 }
 
-// Distance from the closed unit square of pixel (i, j) to a triangle (0 when they meet).
-double PixelDistance(int i, int j, const double* a, const double* b, const double* c) {
-    packcheck::Tri square1, square2, tri;
-    const double x0 = i, y0 = j, x1 = i + 1, y1 = j + 1;
-    const double s1[3][2] = {{x0, y0}, {x1, y0}, {x1, y1}};
-    const double s2[3][2] = {{x0, y0}, {x1, y1}, {x0, y1}};
-    const double* t[3] = {a, b, c};
-    for (int k = 0; k < 3; ++k)
-        for (int d = 0; d < 2; ++d) {
-            square1.p[k][d] = s1[k][d];
-            square2.p[k][d] = s2[k][d];
-            tri.p[k][d] = t[k][d];
-        }
-    return std::min(packcheck::TriangleDistance(square1, tri), packcheck::TriangleDistance(square2, tri));
-}
-
 TEST(ChartRaster, CoversEveryTouchedPixelAndLittleMore) {
     std::mt19937 rng(4);
     std::uniform_real_distribution<double> uni(0, 1);
@@ -351,7 +335,7 @@ TEST(ChartRaster, CoversEveryTouchedPixelAndLittleMore) {
         ORVO::_RasteriseTriangle(image, p[0], p[1], p[2]);
         for (int j = 0; j < 28; ++j)
             for (int i = 0; i < 28; ++i) {
-                const double d = PixelDistance(i, j, p[0], p[1], p[2]);
+                const double d = packcheck::PixelDistance(i, j, p[0], p[1], p[2]);
                 if (d == 0) {
                     EXPECT_TRUE(image.Get(i, j)) << "trial " << trial << " pixel " << i << "," << j;
                 } else if (d > 1e-6) {

@@ -104,9 +104,8 @@ void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int 
     mRowWords64 = (mSize + 63) / 64 + 2;
     InitMasks(mHorizontal, FloorLog2(std::max(1, std::min(longestRun, mSize))) + 1, true);
     InitMasks(mVertical, FloorLog2(std::max(1, std::min(longestColumn, mSize))) + 1, false);
-    mUseSquares = largestSquare > 0;
     mCap = std::max(1, std::min({largestSquare, mSize, 32767}));
-    if (!mUseSquares) {
+    if (largestSquare <= 0) {
         // No probes to test: the square map and its summaries are not kept at all.
         mLadder.clear();
         mSquareLevels = 0;
@@ -145,7 +144,7 @@ void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int 
 
 // Index of the largest ladder side not above `side` (clamped to the cap), or -1.
 int AtlasGrid::SquareLevel(int side) const {
-    if (!mUseSquares) return -1;
+    if (!UsesSquares()) return -1;
     return int(mLevelsUpTo[std::max(0, std::min(side, mCap))]) - 1;
 }
 
@@ -468,7 +467,7 @@ bool AtlasGrid::CandidateRows(const ChartShape* const* shapes, int count) const 
 }
 
 bool AtlasGrid::ProbeRowsFree(const ChartShape& s, int y) const {
-    if (!mUseSquares) return true;
+    if (!UsesSquares()) return true;
     for (const PixelRun& p : s.probes)
         if (mRowSquare[y + p.y] < std::min(p.length, mCap)) return false;
     return true;
@@ -528,7 +527,7 @@ void AtlasGrid::Place(const ChartShape& shape, int x, int y) {
         }
     }
     UpdateRows(y - mGap, y - mGap + g.height - 1, x - mGap, x - mGap + g.width - 1);
-    if (mUseSquares) UpdateSquares(x - mGap, y - mGap, x - mGap + g.width - 1, y - mGap + g.height - 1);
+    if (UsesSquares()) UpdateSquares(x - mGap, y - mGap, x - mGap + g.width - 1, y - mGap + g.height - 1);
     mUsedHeight = std::max(mUsedHeight, y + shape.height);
 }
 

@@ -37,7 +37,7 @@ public:
     // No chart to come holds a square larger than `side`: free squares need only be told
     // apart up to that side, which keeps the square map updates local.
     void LowerSquareCap(int side) {
-        if (mUseSquares) mCap = std::max(1, std::min(mCap, side));
+        if (UsesSquares()) mCap = std::max(1, std::min(mCap, side));
     }
     int Size() const { return mSize; }
 
@@ -89,6 +89,8 @@ private:
     void RecomputeSquareSpan(int y, int x0, int x1, int& lo, int& hi);
     void ClearSquareCells(int y, int c0, int c1);
 
+    // The square map is kept (the shapes carry probes) exactly when it has levels.
+    bool UsesSquares() const { return mSquareLevels > 0; }
     int SquareLevel(int side) const;
     const uint64_t* SquareSummaryRow(int level, int y) const {
         return mSquareSummary.data() + (static_cast<size_t>(y) * mSquareLevels + level) * mSummaryWords;
@@ -113,7 +115,6 @@ private:
     // Per pixel: side of the largest free square with that pixel as lower-left corner,
     // capped at mCap; an extra row and column of zeros close the map. Per row and per
     // 64 columns its largest entry, and per row the largest of those.
-    bool mUseSquares = true;
     int mCap = 1;
     std::vector<int16_t> mSquare;
     std::vector<int16_t> mSpan;  // scratch row of RecomputeSquareSpan

@@ -93,14 +93,13 @@ void ChartPackAttempt::BuildTurns(size_t k, int f, double pixelScale) {
     // From the outline, the gap is measured from the chart itself rather than from the
     // pixels it touches: a pixel or so less of border on every side.
     const bool fromOutline = !tris.empty() && c.outline.usable;
-    if (fromOutline) _GrowOutline(mImage, mPixels.data(), tris, c.outline, mGap, mGrown);
-    _MakeChartShape(mImage, mGap, shapes[first], nullptr, 0, mUseProbes, fromOutline ? &mGrown : nullptr);
+    if (fromOutline) _GrowOutline(mImage, mPixels.data(), tris, c.outline, mGap, shapes[first].grown);
+    _MakeChartShape(mImage, mGap, shapes[first], nullptr, 0, mUseProbes, fromOutline);
     if (!mRotate) return;
     for (int turns = 1; turns < 4; ++turns) {
         _RotateImage(mImage, turns, mTurned);
-        if (fromOutline) _RotateImage(mGrown, turns, mTurnedGrown);
-        _MakeChartShape(mTurned, mGap, shapes[first + turns], &shapes[first], turns, true,
-                        fromOutline ? &mTurnedGrown : nullptr);
+        if (fromOutline) _RotateImage(shapes[first].grown, turns, shapes[first + turns].grown);
+        _MakeChartShape(mTurned, mGap, shapes[first + turns], &shapes[first], turns, true, fromOutline);
     }
 }
 

@@ -118,8 +118,6 @@ private:
     std::vector<double> mPixels;
     BitImage mImage;
     BitImage mTurned;
-    BitImage mGrown;        // mImage grown by the gap, from the chart's outline
-    BitImage mTurnedGrown;
     AtlasGrid mGrid;
 };
 

@@ -42,7 +42,7 @@ void SquareProbes(const BitImage& image, std::vector<PixelRun>& probes) {
 }  // namespace
 
 void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const ChartShape* turnedFrom, int turns,
-                     bool withProbes, const BitImage* grown) {
+                     bool withProbes, bool grownGiven) {
     shape.width = image.width;
     shape.height = image.height;
     _CollectRuns(image, shape.runs);
@@ -53,8 +53,7 @@ void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const Ch
         rowSum += (r.y + 0.5) * r.length;
     }
     shape.meanRow16 = shape.pixelCount > 0 ? static_cast<int>(std::lround(16.0 * rowSum / shape.pixelCount)) : 0;
-    if (grown) shape.grown = *grown;
-    else _DilateRuns(shape.runs, image.width, image.height, gap, shape.grown);
+    if (!grownGiven) _DilateRuns(shape.runs, image.width, image.height, gap, shape.grown);
     // The grid keeps run masks up to kLongestTestedRun: longer runs are tested in pieces.
     for (size_t i = 0; i < shape.runs.size(); ++i) {
         PixelRun& r = shape.runs[i];

@@ -33,10 +33,10 @@ struct ChartShape {
 // Builds a shape from an exact chart image.
 // With `turnedFrom`, the probes are those of that shape turned by `turns` quarter turns
 // (the image is that shape's image turned) instead of being searched again. Without
-// `withProbes` the shape gets none (for a grid that keeps no square map). `grown`, when
-// given, is the image grown by the gap (as _GrowOutline makes it); otherwise the image is
-// dilated by the gap kernel.
+// `withProbes` the shape gets none (for a grid that keeps no square map). With
+// `grownGiven`, shape.grown already holds the image grown by the gap (as _GrowOutline
+// makes it); otherwise the image is dilated by the gap kernel.
 void _MakeChartShape(const BitImage& image, int gap, ChartShape& shape, const ChartShape* turnedFrom = nullptr,
-                     int turns = 0, bool withProbes = true, const BitImage* grown = nullptr);
+                     int turns = 0, bool withProbes = true, bool grownGiven = false);
 
 }  // namespace ORVO
