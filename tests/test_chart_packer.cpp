@@ -110,6 +110,23 @@ void AddL(ChartSet& set, double size, double ox) {
     set.Add(std::move(tris), std::move(uv));
 }
 
+// Square of cells x cells quads, two triangles each.
+void AddSquare(ChartSet& set, int cells, double size, double ox) {
+    std::vector<double> uv;
+    std::vector<int> tris;
+    for (int y = 0; y <= cells; ++y)
+        for (int x = 0; x <= cells; ++x) {
+            uv.push_back(ox + size * x / cells);
+            uv.push_back(size * y / cells);
+        }
+    for (int y = 0; y < cells; ++y)
+        for (int x = 0; x < cells; ++x) {
+            const int a = y * (cells + 1) + x;
+            tris.insert(tris.end(), {a, a + 1, a + cells + 2, a, a + cells + 2, a + cells + 1});
+        }
+    set.Add(std::move(tris), std::move(uv));
+}
+
 // Ring cut open: a strip of quads along 300 degrees of an annulus.
 void AddOpenRing(ChartSet& set, double radius, int segments) {
     std::vector<double> uv;
@@ -188,6 +205,24 @@ TEST(ChartPacker, MixedShapesKeepGapAndStayRigid) {
     EXPECT_GT(stats.utilization, 0.5);
 }
 
+// The effort follows the fill. A large input that fills the square well on the texel
+// grid stops there; charts that leave much of it empty get a second pass on the finer
+// grid in which they may also lie turned by an eighth of a turn.
+TEST(ChartPacker, EffortFollowsTheFill) {
+    ChartSet squares;
+    for (int i = 0; i < 420; ++i) AddSquare(squares, 5, 1.0 + 0.02 * (i % 5), 3.0 * i);
+    ORVO::ChartPackOptions options;
+    options.threadCount = 2;
+    ORVO::ChartPackStats stats = PackAndCheck(squares, options);
+    EXPECT_EQ(stats.workResolution, options.resolution);
+    EXPECT_GE(stats.utilization, 0.75);
+    EXPECT_EQ(stats.directions, 4);
+
+    stats = PackAndCheck(MixedSet(11, 120), options);
+    EXPECT_EQ(stats.workResolution, 2048);
+    EXPECT_EQ(stats.directions, 8);
+}
+
 // Also run with two threads: every attempt they share must be as sound.
 TEST(ChartPacker, ManyTinyChartsAroundFewLargeOnesOnTwoThreads) {
     ChartSet set;
@@ -257,6 +292,7 @@ TEST(ChartPacker, WithoutRotationChartsKeepTheirDirection) {
     UVs packed;
     const ORVO::ChartPackStats stats = PackAndCheck(set, options, &packed);
     ASSERT_FALSE(HasFailure());
+    EXPECT_EQ(stats.directions, 1);
     for (size_t k = 0; k < set.uvs.size(); ++k) {
         // Every vertex moved by the same scale and translation.
         const std::vector<double>& a = set.uvs[k];

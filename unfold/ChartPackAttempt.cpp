@@ -59,7 +59,7 @@ void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& 
 }
 
 int ChartPackAttempt::FrameCount(size_t k) const {
-    return std::min(static_cast<int>(mCharts[k].frames.size()), kMaxFrames);
+    return std::min({static_cast<int>(mCharts[k].frames.size()), kMaxFrames, mFrameLimit});
 }
 
 void ChartPackAttempt::BuildShape(size_t k, double pixelScale) {

@@ -89,20 +89,21 @@ struct PackVariant {
     PlacementOrder order = PlacementOrder::Pixels;
 };
 
-// Owns the images and the grid of one attempt; reusable for further scales.
+// Owns the images and the grid of one attempt; reusable for further scales. Each chart
+// is placed in its first `frameLimit` frames (and their quarter turns).
 class ChartPackAttempt {
 public:
     ChartPackAttempt(const std::vector<std::vector<int>>& triangles, const std::vector<PreparedChart>& charts,
-                     int gridSize, int gap, bool rotate, bool useProbes)
+                     int gridSize, int gap, bool rotate, bool useProbes, int frameLimit = kMaxFrames)
         : mTriangles(triangles), mCharts(charts), mGridSize(gridSize), mGap(gap), mRotate(rotate),
-          mUseProbes(useProbes), mShapes(charts.size()) {}
+          mUseProbes(useProbes), mFrameLimit(frameLimit), mShapes(charts.size()) {}
 
     // Rasterises every chart at `scale` (chart units to the unit square) and places
     // them all, or stops at the first chart that finds no room.
     PackAttemptResult Run(double scale, const PackVariant& variant = PackVariant());
 
 private:
-    // Frames of chart k that get shapes (those beyond kMaxFrames are ignored).
+    // Frames of chart k that get shapes (at most mFrameLimit and kMaxFrames).
     int FrameCount(size_t k) const;
     void BuildShape(size_t k, double pixelScale);
     void BuildTurns(size_t k, int frame, double pixelScale);
@@ -113,6 +114,7 @@ private:
     int mGap;
     bool mRotate;
     bool mUseProbes;  // shapes carry probe squares and the grid keeps its square map
+    int mFrameLimit;  // frames of a chart that get shapes
     std::vector<std::array<ChartShape, kMaxDirections>> mShapes;
     double mShapeScale = 0;  // scale the shapes were built at (0: none yet)
     std::vector<double> mPixels;

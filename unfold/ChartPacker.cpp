@@ -49,6 +49,28 @@ constexpr int kTiltedFrames = 3;
 // more than the searches it shortens.
 constexpr size_t kProbeChartCount = 150;
 
+// Inputs under this many triangles pack in milliseconds: they get every attempt.
+constexpr size_t kSmallInputTriangles = 20000;
+
+// Effort follows the fill. A large input whose charts already fill three quarters of
+// the square on the texel grid stops there: the finer grid would add a point or so for
+// half again the time. One that fills less than 70% after the finer grid gets a second
+// pass there in which every chart may also lie turned by an eighth of a turn (the
+// typical gain is one and a half to two points, for about twice the packing time).
+constexpr double kGoodFill = 0.75;
+constexpr double kPoorFill = 0.70;
+constexpr int kSecondPassFrames = 2;
+constexpr int kSecondPassSearch = 4;
+constexpr int kSecondPassRefine = 2;
+
+// Replaces the frames after frames[0] by `frameCount` - 1 frames turned from it by
+// equal steps that divide a quarter turn.
+void SetFrames(PreparedChart& c, int frameCount) {
+    if (c.Empty()) return;
+    c.frames.resize(1);
+    for (int f = 1; f < frameCount; ++f) c.frames.push_back(_TurnedFrame(c.frames[0], 0.5 * ORVO_PI * f / frameCount));
+}
+
 PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate,
                            int frameCount) {
     PreparedChart c;
@@ -69,12 +91,19 @@ PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std
         angle = -std::atan2(rect.axisY, rect.axisX);
     }
     c.frames.push_back(_TurnedFrame(start, angle));
-    for (int f = 1; rotate && f < frameCount; ++f)
-        c.frames.push_back(_TurnedFrame(c.frames[0], 0.5 * ORVO_PI * f / frameCount));
+    if (rotate) SetFrames(c, frameCount);
     c.outline = _MakeChartOutline(tris, c.frames[0].local.data());
     if (c.frames[0].extentU == 0 && c.frames[0].extentV == 0)
         _LogDetail("PackUVAtlas: add diameter: chart ", index, " is a single point and gets one pixel");
     return c;
+}
+
+// Longest side of any frame's box: no scale may make it longer than the square.
+double LongestSide(const std::vector<PreparedChart>& charts) {
+    double longest = 0;
+    for (const PreparedChart& c : charts)
+        for (const ChartFrame& f : c.frames) longest = std::max({longest, f.extentU, f.extentV});
+    return longest;
 }
 
 // Side of the occupancy grid. Finer than the texture, the conservative cover of
@@ -191,7 +220,7 @@ struct FineBudget {
 };
 
 FineBudget FineAttempts(size_t chartCount, size_t triangleCount) {
-    if (triangleCount < 20000) return {8, chartCount <= 200 ? 8 : 2};
+    if (triangleCount < kSmallInputTriangles) return {8, chartCount <= 200 ? 8 : 2};
     if (chartCount <= 200) return {2, 4};
     if (chartCount <= 1000) return {2, 2};
     return {2, 0};
@@ -230,7 +259,8 @@ class GridPacking {
 public:
     // `placeable`: the charts with at least one point.
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
-                size_t placeable, int grid, double longestSide, const ChartPackOptions& options, int workers) {
+                size_t placeable, int grid, double longestSide, const ChartPackOptions& options, int workers,
+                int frameLimit) {
         // The gap in grid pixels, rounded up when the grid is coarser than the texture.
         const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
         // Every chart must fit across the square with its one-pixel frame margin.
@@ -242,7 +272,7 @@ public:
         const bool useProbes = placeable >= kProbeChartCount;
         for (int w = 0; w < workers; ++w)
             mAttempts.emplace_back(
-                new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation, useProbes));
+                new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation, useProbes, frameLimit));
     }
 
     bool Valid() const { return !mAttempts.empty(); }
@@ -327,7 +357,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
 
     const size_t chartCount = chartUVs.size();
     std::vector<PreparedChart> charts(chartCount);
-    double texArea = 0, longestSide = 0;
+    double texArea = 0;
     // Charts with at least one point; the others get no place.
     size_t placeable = 0;
     for (const std::vector<double>& uv : chartUVs) placeable += uv.empty() ? 0 : 1;
@@ -335,8 +365,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     for (size_t k = 0; k < chartCount; ++k) {
         charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
         texArea += charts[k].area;
-        for (const ChartFrame& f : charts[k].frames) longestSide = std::max({longestSide, f.extentU, f.extentV});
     }
+    const double longestSide = LongestSide(charts);
     if (!(texArea > 0) || !std::isfinite(texArea)) {
         _LogFailure("PackAtlas: invalid texArea: ", texArea);
         return STATUS_FAILED;
@@ -350,35 +380,62 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const int grid = GridSize(options.resolution);
     PackAttemptResult best;
     int bestGrid = grid;
+    int bestFrames = frameCount;
 
     // The search for the limit runs first on a grid of texels, where an attempt costs
     // a quarter; the finer grid then starts from that scale and only climbs.
     if (grid > options.resolution) {
-        GridPacking coarse(chartTriangles, charts, placeable, options.resolution, longestSide, options, workers);
+        GridPacking coarse(chartTriangles, charts, placeable, options.resolution, longestSide, options, workers,
+                           frameCount);
         if (coarse.Valid()) {
             ScaleSearch search(guess, coarse.MaxScale(), options.resolution, workers > 1 ? 1.01 : 1.02);
             best = coarse.Search(search, texArea, searchLimit);
             bestGrid = options.resolution;
         }
     }
-    GridPacking fine(chartTriangles, charts, placeable, grid, longestSide, options, workers);
-    if (!fine.Valid() && !best.success) {
-        _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
-                    " texels in a square of ", options.resolution);
-        return STATUS_FAILED;
+    auto fill = [texArea](const PackAttemptResult& r) { return r.scale * r.scale * texArea; };
+    // On the finer grid, one worker stops once the limit is known to about a percent of
+    // scale (two of fill): near the limit success is a matter of luck and a further
+    // attempt gains little for its time. Two workers narrow faster per round and afford
+    // a finer end.
+    const double finePrecision = workers > 1 ? 1.006 : 1.012;
+    const bool small = triangleCount < kSmallInputTriangles;
+    if (best.success && !small && fill(best) >= kGoodFill) {
+        _LogDetail("PackUVAtlas: texel grid fill ", fill(best), " is enough");
+    } else {
+        GridPacking fine(chartTriangles, charts, placeable, grid, longestSide, options, workers, frameCount);
+        if (!fine.Valid() && !best.success) {
+            _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
+                        " texels in a square of ", options.resolution);
+            return STATUS_FAILED;
+        }
+        if (fine.Valid()) {
+            ScaleSearch search(guess, fine.MaxScale(), grid, finePrecision);
+            const FineBudget budget = FineAttempts(chartCount, triangleCount);
+            if (best.success) search.Seed(best.scale);
+            PackAttemptResult fineBest = fine.Search(search, texArea, best.success ? budget.search : searchLimit);
+            fine.Refine(search, fineBest, budget.refine);
+            if (fineBest.success && (!best.success || fineBest.scale >= best.scale)) {
+                best = std::move(fineBest);
+                bestGrid = grid;
+            }
+        }
     }
-    if (fine.Valid()) {
-        // One worker stops once the limit is known to about a percent of scale (two of
-        // fill): near the limit success is a matter of luck and a further attempt gains
-        // little for its time. Two workers narrow faster per round and afford a finer end.
-        ScaleSearch search(guess, fine.MaxScale(), grid, workers > 1 ? 1.006 : 1.012);
-        const FineBudget budget = FineAttempts(chartCount, triangleCount);
-        if (best.success) search.Seed(best.scale);
-        PackAttemptResult fineBest = fine.Search(search, texArea, best.success ? budget.search : searchLimit);
-        fine.Refine(search, fineBest, budget.refine);
-        if (fineBest.success && (!best.success || fineBest.scale >= best.scale)) {
-            best = std::move(fineBest);
-            bestGrid = grid;
+    if (best.success && options.allowRotation && frameCount < kSecondPassFrames && fill(best) < kPoorFill) {
+        _LogDetail("PackUVAtlas: fill ", fill(best), ", second pass with charts turned by an eighth");
+        for (PreparedChart& c : charts) SetFrames(c, kSecondPassFrames);
+        GridPacking tilted(chartTriangles, charts, placeable, grid, LongestSide(charts), options, workers,
+                           kSecondPassFrames);
+        if (tilted.Valid()) {
+            ScaleSearch search(guess, tilted.MaxScale(), grid, finePrecision);
+            search.Seed(best.scale);
+            PackAttemptResult tiltedBest = tilted.Search(search, texArea, kSecondPassSearch);
+            tilted.Refine(search, tiltedBest, kSecondPassRefine);
+            if (tiltedBest.success && tiltedBest.scale > best.scale) {
+                best = std::move(tiltedBest);
+                bestGrid = grid;
+                bestFrames = kSecondPassFrames;
+            }
         }
     }
     if (!best.success) {
@@ -406,9 +463,10 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     _LogDetail("UnfoldMesh::PackAtlas time: ", seconds);
     if (stats) {
-        stats->utilization = best.scale * best.scale * texArea;
+        stats->utilization = fill(best);
         stats->scale = best.scale;
         stats->workResolution = bestGrid;
+        stats->directions = options.allowRotation ? 4 * std::min(bestFrames, kMaxFrames) : 1;
         stats->seconds = seconds;
     }
     return STATUS_SUCCESS;
