@@ -56,7 +56,7 @@ constexpr size_t kSmallInputTriangles = 20000;
 // the square on the texel grid stops there: the finer grid would add a point or so for
 // half again the time. One that fills less than 70% after the finer grid gets a second
 // pass there in which every chart may also lie turned by an eighth of a turn (the
-// typical gain is one and a half to two points, for about twice the packing time).
+// typical gain is one and a half to two points, for two to three times the packing time).
 constexpr double kGoodFill = 0.75;
 constexpr double kPoorFill = 0.70;
 constexpr int kSecondPassFrames = 2;
