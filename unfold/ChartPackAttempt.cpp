@@ -80,10 +80,11 @@ void ChartPackAttempt::BuildTurns(size_t k, int f, double pixelScale) {
     }
     mImage.Reset(frame.width, frame.height);
     const std::vector<int>& tris = mTriangles[k];
+    const bool fromOutline = !tris.empty() && c.outline.usable;
     if (tris.empty()) {
         // A chart without triangles still claims the pixels of its points.
         for (int i = 0; i < n; ++i) _RasterisePoint(mImage, &mPixels[2 * i]);
-    } else if (c.outline.usable) {
+    } else if (fromOutline) {
         _RasteriseOutline(mImage, mPixels.data(), tris, c.outline);
     } else {
         for (size_t t = 0; t + 2 < tris.size(); t += 3)
@@ -92,7 +93,6 @@ void ChartPackAttempt::BuildTurns(size_t k, int f, double pixelScale) {
     std::array<ChartShape, kMaxDirections>& shapes = mShapes[k];
     // From the outline, the gap is measured from the chart itself rather than from the
     // pixels it touches: a pixel or so less of border on every side.
-    const bool fromOutline = !tris.empty() && c.outline.usable;
     if (fromOutline) _GrowOutline(mImage, mPixels.data(), tris, c.outline, mGap, shapes[first].grown);
     _MakeChartShape(mImage, mGap, shapes[first], nullptr, 0, mUseProbes, fromOutline);
     if (!mRotate) return;

@@ -214,12 +214,12 @@ constexpr double kRefineMinStep = 1.002;
 // climbs above it, the rest (the ladder of variants) add a point or two of fill each.
 // Small inputs pack in milliseconds, so they get every attempt; on larger ones the
 // attempts would be most of the atlas time, and fewer of them are spent.
-struct FineBudget {
+struct PackBudget {
     int search;  // attempts of the scale search, seed included
     int refine;  // attempts of the variant ladder
 };
 
-FineBudget FineAttempts(size_t chartCount, size_t triangleCount) {
+PackBudget FineAttempts(size_t chartCount, size_t triangleCount) {
     if (triangleCount < kSmallInputTriangles) return {8, chartCount <= 200 ? 8 : 2};
     if (chartCount <= 200) return {2, 4};
     if (chartCount <= 1000) return {2, 2};
@@ -260,7 +260,8 @@ public:
     // `placeable`: the charts with at least one point.
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
                 size_t placeable, int grid, double longestSide, const ChartPackOptions& options, int workers,
-                int frameLimit) {
+                int frameLimit)
+        : mGrid(grid) {
         // The gap in grid pixels, rounded up when the grid is coarser than the texture.
         const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
         // Every chart must fit across the square with its one-pixel frame margin.
@@ -276,8 +277,22 @@ public:
     }
 
     bool Valid() const { return !mAttempts.empty(); }
-    double MaxScale() const { return mMaxScale; }
+    int Grid() const { return mGrid; }
 
+    // The largest scale that packs: the scale search from `guess`, or climbing from `seed`
+    // (a scale known to pack on a coarser grid or in fewer directions; 0 for none), ends
+    // once it knows the limit to `precision` or has spent `budget.search` attempts after
+    // a success; the variant ladder then climbs with `budget.refine` more. Returns the
+    // best success (success false if none).
+    PackAttemptResult Pack(double guess, double seed, double precision, PackBudget budget, double texArea) {
+        ScaleSearch search(guess, mMaxScale, mGrid, precision);
+        if (seed > 0) search.Seed(seed);
+        PackAttemptResult best = Search(search, texArea, budget.search);
+        Refine(search, best, budget.refine);
+        return best;
+    }
+
+private:
     // Runs the scale search to its end; returns the best success (success false if none).
     PackAttemptResult Search(ScaleSearch& search, double texArea, int attemptLimit) {
         PackAttemptResult best;
@@ -341,7 +356,7 @@ public:
         }
     }
 
-private:
+    int mGrid;
     double mMaxScale = kNoScale;
     std::vector<std::unique_ptr<ChartPackAttempt>> mAttempts;
 };
@@ -381,19 +396,24 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     PackAttemptResult best;
     int bestGrid = grid;
     int bestFrames = frameCount;
+    // Keeps a pass's result when it reaches at least the best scale so far.
+    auto keep = [&](PackAttemptResult&& r, int fromGrid, int frames) {
+        if (!r.success || (best.success && r.scale < best.scale)) return;
+        best = std::move(r);
+        bestGrid = fromGrid;
+        bestFrames = frames;
+    };
+    auto fill = [texArea](const PackAttemptResult& r) { return r.scale * r.scale * texArea; };
 
     // The search for the limit runs first on a grid of texels, where an attempt costs
     // a quarter; the finer grid then starts from that scale and only climbs.
     if (grid > options.resolution) {
         GridPacking coarse(chartTriangles, charts, placeable, options.resolution, longestSide, options, workers,
                            frameCount);
-        if (coarse.Valid()) {
-            ScaleSearch search(guess, coarse.MaxScale(), options.resolution, workers > 1 ? 1.01 : 1.02);
-            best = coarse.Search(search, texArea, searchLimit);
-            bestGrid = options.resolution;
-        }
+        if (coarse.Valid())
+            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, 0}, texArea), coarse.Grid(),
+                 frameCount);
     }
-    auto fill = [texArea](const PackAttemptResult& r) { return r.scale * r.scale * texArea; };
     // On the finer grid, one worker stops once the limit is known to about a percent of
     // scale (two of fill): near the limit success is a matter of luck and a further
     // attempt gains little for its time. Two workers narrow faster per round and afford
@@ -410,15 +430,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
             return STATUS_FAILED;
         }
         if (fine.Valid()) {
-            ScaleSearch search(guess, fine.MaxScale(), grid, finePrecision);
-            const FineBudget budget = FineAttempts(chartCount, triangleCount);
-            if (best.success) search.Seed(best.scale);
-            PackAttemptResult fineBest = fine.Search(search, texArea, best.success ? budget.search : searchLimit);
-            fine.Refine(search, fineBest, budget.refine);
-            if (fineBest.success && (!best.success || fineBest.scale >= best.scale)) {
-                best = std::move(fineBest);
-                bestGrid = grid;
-            }
+            PackBudget budget = FineAttempts(chartCount, triangleCount);
+            if (!best.success) budget.search = searchLimit;
+            keep(fine.Pack(guess, best.success ? best.scale : 0, finePrecision, budget, texArea), grid, frameCount);
         }
     }
     if (best.success && options.allowRotation && frameCount < kSecondPassFrames && fill(best) < kPoorFill) {
@@ -426,17 +440,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         for (PreparedChart& c : charts) SetFrames(c, kSecondPassFrames);
         GridPacking tilted(chartTriangles, charts, placeable, grid, LongestSide(charts), options, workers,
                            kSecondPassFrames);
-        if (tilted.Valid()) {
-            ScaleSearch search(guess, tilted.MaxScale(), grid, finePrecision);
-            search.Seed(best.scale);
-            PackAttemptResult tiltedBest = tilted.Search(search, texArea, kSecondPassSearch);
-            tilted.Refine(search, tiltedBest, kSecondPassRefine);
-            if (tiltedBest.success && tiltedBest.scale > best.scale) {
-                best = std::move(tiltedBest);
-                bestGrid = grid;
-                bestFrames = kSecondPassFrames;
-            }
-        }
+        if (tilted.Valid())
+            keep(tilted.Pack(guess, best.scale, finePrecision, {kSecondPassSearch, kSecondPassRefine}, texArea), grid,
+                 kSecondPassFrames);
     }
     if (!best.success) {
         _LogFailure("PackUVAtlas: no scale places every chart");
