@@ -6,7 +6,7 @@
 // --dry builds the chart sets without packing them (to measure the bench's own cost).
 
 #include "tests/ChartPackCheck.h"
-#include "unfold/ChartPacker.h"
+#include "unfold/packing/ChartPacker.h"
 
 #include <algorithm>
 #include <array>

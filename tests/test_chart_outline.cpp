@@ -1,8 +1,8 @@
 // A chart's image drawn from its outline must be the image of its triangles drawn
 // one by one: the packer relies on it to keep charts apart.
 
-#include "unfold/ChartOutline.h"
-#include "unfold/ChartRaster.h"
+#include "unfold/packing/ChartOutline.h"
+#include "unfold/packing/ChartRaster.h"
 
 #include "ChartPackCheck.h"
 

@@ -2,11 +2,11 @@
 // packer's own arithmetic (exact triangle distances, rigid motion, unit square).
 
 #include "tests/ChartPackCheck.h"
-#include "unfold/AtlasGrid.h"
-#include "unfold/ChartPackAttempt.h"
-#include "unfold/ChartPacker.h"
-#include "unfold/ChartRaster.h"
-#include "unfold/ChartShape.h"
+#include "unfold/packing/AtlasGrid.h"
+#include "unfold/packing/ChartPackAttempt.h"
+#include "unfold/packing/ChartPacker.h"
+#include "unfold/packing/ChartRaster.h"
+#include "unfold/packing/ChartShape.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include "foundation/ApiProgress.h"
 #include "numerics/Rotation2x2.h"
 #include "unfold/AtlasStatistics.h"
-#include "unfold/IsometricFrame.h"
+#include "unfold/flattening/IsometricFrame.h"
 
 #include <gtest/gtest.h>
 

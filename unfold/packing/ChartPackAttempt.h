@@ -3,9 +3,9 @@
 // each of its frames and their quarter turns, and placed, largest first, at the free
 // position its placement rule ranks lowest among all of them.
 
-#include "unfold/AtlasGrid.h"
-#include "unfold/ChartOutline.h"
-#include "unfold/ChartShape.h"
+#include "unfold/packing/AtlasGrid.h"
+#include "unfold/packing/ChartOutline.h"
+#include "unfold/packing/ChartShape.h"
 
 #include <array>
 #include <vector>

@@ -4,7 +4,7 @@
 // A dense chart has far fewer outline edges than triangles, so its image costs
 // about its perimeter and its rows instead of its triangle count.
 
-#include "unfold/ChartRaster.h"
+#include "unfold/packing/ChartRaster.h"
 
 #include <vector>
 

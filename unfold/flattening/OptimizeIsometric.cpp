@@ -10,7 +10,7 @@
 #include "numerics/Rotation2x2.h"
 #include "numerics/SparseMatrixImpl.h"
 #include "unfold/AtlasStatistics.h"
-#include "unfold/IsometricFrame.h"
+#include "unfold/flattening/IsometricFrame.h"
 
 #include <algorithm>
 #include <cmath>

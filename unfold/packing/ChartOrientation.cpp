@@ -1,4 +1,4 @@
-#include "unfold/ChartOrientation.h"
+#include "unfold/packing/ChartOrientation.h"
 
 #include <algorithm>
 #include <cmath>

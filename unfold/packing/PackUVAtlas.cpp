@@ -4,7 +4,7 @@
 #include <QarnUVAtlas/UnfoldMesh.h>
 
 #include "foundation/LogLine.h"
-#include "unfold/ChartPacker.h"
+#include "unfold/packing/ChartPacker.h"
 
 #include <algorithm>
 #include <thread>

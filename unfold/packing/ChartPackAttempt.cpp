@@ -1,4 +1,4 @@
-#include "unfold/ChartPackAttempt.h"
+#include "unfold/packing/ChartPackAttempt.h"
 
 #include <algorithm>
 #include <cmath>

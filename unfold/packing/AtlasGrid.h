@@ -2,7 +2,7 @@
 // The occupancy bitmap of the atlas packer and the search for the lowest free
 // position of a chart image in it.
 
-#include "unfold/ChartShape.h"
+#include "unfold/packing/ChartShape.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
-#include "unfold/AtlasGrid.h"
+#include "unfold/packing/AtlasGrid.h"
 
-#include "unfold/BitRow.h"
+#include "unfold/packing/BitRow.h"
 
 #include <algorithm>
 

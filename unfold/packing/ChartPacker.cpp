@@ -1,8 +1,8 @@
-#include "unfold/ChartPacker.h"
+#include "unfold/packing/ChartPacker.h"
 
 #include "foundation/LogLine.h"
-#include "unfold/ChartOrientation.h"
-#include "unfold/ChartPackAttempt.h"
+#include "unfold/packing/ChartOrientation.h"
+#include "unfold/packing/ChartPackAttempt.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,7 +2,7 @@
 // A chart image prepared for placement: its runs, probe squares, key runs and
 // columns for the quick rejection of positions, and the image grown by the gap.
 
-#include "unfold/ChartRaster.h"
+#include "unfold/packing/ChartRaster.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
-#include "unfold/ChartRaster.h"
+#include "unfold/packing/ChartRaster.h"
 
-#include "unfold/BitRow.h"
+#include "unfold/packing/BitRow.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "unfold/ChartOutline.h"
+#include "unfold/packing/ChartOutline.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "unfold/ChartShape.h"
+#include "unfold/packing/ChartShape.h"
 
 #include <algorithm>
 #include <cmath>
