@@ -3,11 +3,15 @@
 # AddressSanitizer and UndefinedBehaviorSanitizer. Not part of the normal build.
 #
 #   fuzz/run.sh [SECONDS] [TARGET...]    SECONDS per target (default 60);
-#                                        targets: obj ply stl off asc (default all)
+#                                        targets: obj ply stl off asc, and the dump
+#                                        records dump_conformal dump_isometric
+#                                        dump_atlas dump_pack dump_split dump
+#                                        (any record by its number) (default all)
 #   QARN_FUZZ_BUILD=<folder>             build folder (default build-fuzz)
 #
 # Each target starts from fuzz/seeds and tests/data/malformed (files of its
-# format); the corpus it grows stays in <build>/corpus-<target>. A crash stops
+# format; a dump target's seeds end in .<target>); the corpus it grows stays
+# in <build>/corpus-<target>. A crash stops
 # the script with the reproducer's path in libFuzzer's output.
 set -euo pipefail
 
@@ -17,7 +21,7 @@ seconds="${1:-60}"
 shift || true
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
-    targets=(obj ply stl off asc)
+    targets=(obj ply stl off asc dump_conformal dump_isometric dump_atlas dump_pack dump_split dump)
 fi
 
 command -v clang++ > /dev/null || { echo "fuzz/run.sh needs clang++ (Debian package clang)" >&2; exit 1; }
@@ -30,8 +34,18 @@ cmake --build "$build" --target qarn_internal -j 2
 
 for target in "${targets[@]}"; do
     binary="$build/fuzz_$target"
-    clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all \
-        -I "$root/include" -I "$root" "$root/fuzz/fuzz_$target.cpp" "$build/libqarn_internal.a" -lpthread -o "$binary"
+    source="$root/fuzz/fuzz_$target.cpp"
+    defines=()
+    case "$target" in
+        dump_conformal) defines=(-DQARN_FUZZ_RECORD=CreateDumpMeshUnfoldConformal) ;;
+        dump_isometric) defines=(-DQARN_FUZZ_RECORD=CreateDumpMeshUnfoldOptimizeIsometric) ;;
+        dump_atlas) defines=(-DQARN_FUZZ_RECORD=CreateDumpMeshUnfoldGenerateUVAtlas) ;;
+        dump_pack) defines=(-DQARN_FUZZ_RECORD=CreateDumpMeshUnfoldPackUVAtlas) ;;
+        dump_split) defines=(-DQARN_FUZZ_RECORD=CreateDumpMeshSplitByLines) ;;
+    esac
+    [[ "$target" == dump* ]] && source="$root/fuzz/fuzz_dump.cpp"
+    clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all "${defines[@]}" \
+        -I "$root/include" -I "$root" "$source" "$build/libqarn_internal.a" -lpthread -o "$binary"
     corpus="$build/corpus-$target"
     mkdir -p "$corpus"
     cp "$root"/fuzz/seeds/*."$target" "$corpus"/ 2> /dev/null || true

@@ -92,6 +92,11 @@ bool ParseFlatJson(const std::string& text, std::map<std::string, std::string>& 
         ++i;
         if (at('"')) {
             if (!readString(value)) return false;
+        } else if (at('[')) {  // a list of numbers, kept as its text
+            const size_t close = text.find(']', i);
+            if (close == std::string::npos) return false;
+            value = text.substr(i, close + 1 - i);
+            i = close + 1;
         } else {
             const size_t start = i;
             while (i < text.size() && text[i] != ',' && text[i] != '}' && text[i] != ' ') ++i;
@@ -317,6 +322,86 @@ TEST(Qarnuv, DemoWritesItsSurfacesAtlasesAndPreviews) {
     };
     EXPECT_EQ(euler(handle), 0);
     EXPECT_EQ(euler(patch), 1);
+}
+
+// Records the atlas call of an unwrap, replays it from the file and writes the
+// replayed atlas: the flat layout of the same faces inside the unit square.
+TEST(Qarnuv, RecordAndReplayTheAtlasCall) {
+    REQUIRE_QARNUV();
+    ScratchDir dir;
+    TriMesh torus = testmesh::Torus(24, 12);
+    ASSERT_EQ(ORVO::Parser::ExportTriMesh(dir / "torus.obj", &torus), 0);
+    Outcome r = RunProgram({kQarnuv, "unwrap", "torus.obj", "atlas.obj", "--charts", "4", "--record"}, dir.Path());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::vector<std::string> lines = Lines(r.out);
+    ASSERT_EQ(lines.size(), 2u) << r.out;
+    ASSERT_EQ(lines[0].compare(0, 9, "recorded "), 0) << lines[0];
+    const std::string dump = lines[0].substr(9);
+    EXPECT_NE(dump.find("_Mesh_Unfold_GenerateUVAtlas_0.dump"), std::string::npos) << dump;
+    ASSERT_TRUE(FileExists(dir / dump));
+    EXPECT_EQ(testfiles::ReadFile(dir / dump).substr(0, 3), "18\n");
+
+    r = RunProgram({kQarnuv, "replay", dump, "--out", "replayed.obj", "--json"}, dir.Path());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    lines = Lines(r.out);
+    ASSERT_EQ(lines.size(), 1u) << r.out;
+    std::map<std::string, std::string> json;
+    ASSERT_TRUE(ParseFlatJson(lines[0], json)) << lines[0];
+    EXPECT_EQ(json["record"], "DumpMeshUnfoldGenerateUVAtlas");
+    EXPECT_EQ(json["api"], "18");
+    EXPECT_EQ(json["status"], "0");
+    EXPECT_EQ(json["meaning"], "success");
+    EXPECT_EQ(json["faces"], "[" + std::to_string(torus.GetTriangleCount()) + "]");
+
+    TriMesh replayed;
+    ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "replayed.obj", &replayed), 0);
+    ASSERT_EQ(replayed.GetTriangleCount(), torus.GetTriangleCount());
+    EXPECT_EQ(json["vertices"], "[" + std::to_string(replayed.GetVertexCount()) + "]");
+    for (int v = 0; v < replayed.GetVertexCount(); ++v) {
+        const ORVO::Vector3 p = replayed.GetVertexCoord(v);
+        ASSERT_TRUE(p.x >= -1e-12 && p.x <= 1 + 1e-12 && p.y >= -1e-12 && p.y <= 1 + 1e-12 && p.z == 0.0) << v;
+    }
+
+    // The text summary names the record, the status and the mesh.
+    r = RunProgram({kQarnuv, "replay", dump}, dir.Path());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out.compare(0, 50, "DumpMeshUnfoldGenerateUVAtlas: status 0 (success),"), 0) << r.out;
+}
+
+TEST(Qarnuv, ReplayRefusesWhatItCannotRun) {
+    REQUIRE_QARNUV();
+    ScratchDir dir;
+    // A call the atlas refuses (two vertices) is recorded all the same, and
+    // its replay fails the same way.
+    std::ofstream(dir / "two.obj") << "v 0 0 0\nv 1 0 0\nf 1 2 1\n";
+    Outcome r = RunProgram({kQarnuv, "unwrap", "two.obj", "out.obj", "--record"}, dir.Path());
+    EXPECT_EQ(r.exitCode, 1);
+    ExpectOneErrorLine(r, "status -2");
+    std::vector<std::string> lines = Lines(r.out);
+    ASSERT_EQ(lines.size(), 1u) << r.out;
+    ASSERT_EQ(lines[0].compare(0, 9, "recorded "), 0) << lines[0];
+    r = RunProgram({kQarnuv, "replay", lines[0].substr(9), "--out", "x.obj"}, dir.Path());
+    EXPECT_EQ(r.exitCode, 1);
+    ExpectOneErrorLine(r, "invalid input");
+    EXPECT_NE(r.out.find("status -2 (invalid input), mesh 2 vertices 1 faces"), std::string::npos) << r.out;
+    EXPECT_FALSE(FileExists(dir / "x.obj"));
+
+    std::ofstream(dir / "unknown.dump") << "10\n-1\n";
+    std::ofstream(dir / "garbage.dump") << "\x7f\x45LF garbage";
+    std::ofstream(dir / "empty_pack.dump") << "8\n0\n0\n";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"unknown.dump", "10 names no recorded call"},
+        {"garbage.dump", "cannot read a recorded call"},
+        {"missing.dump", "cannot read a recorded call"},
+        {"empty_pack.dump", "status -2"}};
+    for (const auto& [file, mention] : cases) {
+        r = RunProgram({kQarnuv, "replay", file}, dir.Path());
+        EXPECT_EQ(r.exitCode, 1) << file;
+        ExpectOneErrorLine(r, mention);
+    }
+    r = RunProgram({kQarnuv, "replay"}, dir.Path());
+    EXPECT_EQ(r.exitCode, 2);
+    ExpectOneErrorLine(r, "FILE");
 }
 
 std::string FindOnPath(const std::string& program) {

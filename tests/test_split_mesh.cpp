@@ -285,6 +285,17 @@ TEST(SplitMesh, EmptyLineListIsLoggedAndCutsNothing) {
     ExpectFaithfulCut(before, mesh, origins);  // origins reset to the identity
 }
 
+// Loose vertices alone (a replayed file may hold nothing else): no edge to
+// cut, nothing changes, and the edge table of an empty face list stays sound.
+TEST(SplitMesh, MeshWithoutTrianglesCutsNothing) {
+    TriMesh mesh;
+    for (int i = 0; i < 4; ++i) mesh.InsertVertex(ORVO::Vector3(i, 0, 0));
+    std::vector<int> origins;
+    ASSERT_EQ(SplitMesh::SplitByLines(&mesh, {{0, 1, 2}}, &origins), 0);
+    EXPECT_EQ(mesh.GetVertexCount(), 4);
+    EXPECT_EQ(origins, (std::vector<int>{0, 1, 2, 3}));
+}
+
 TEST(SplitMesh, NullMeshIsInvalid) {
     EXPECT_EQ(SplitMesh::SplitByLines(nullptr, {{0, 1}}, nullptr), ORVO::STATUS_INVALID_INPUT);
 }

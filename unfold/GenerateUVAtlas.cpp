@@ -2,9 +2,11 @@
 // copies, the per-component pipeline, packing and the outputs.
 
 #include <QarnUVAtlas/ConsolidateMesh.h>
+#include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/MeshEdit.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
+#include "dump/DumpSupport.h"
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
 #include "foundation/LogLine.h"
@@ -316,6 +318,7 @@ int AutomaticChartCount(const ITriMesh* mesh) {
 int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCoords,
                                 std::vector<int>* faceTexIds, bool needInitSplit, bool acceptDirectlyA,
                                 bool acceptDirectlyB, const std::vector<std::vector<int>>* initSplitLines) {
+    _RecordCall<DumpMeshUnfoldGenerateUVAtlas>(triMesh, chartCount, needInitSplit, acceptDirectlyA, acceptDirectlyB);
     AtlasSettings settings;
     settings.acceptDirectly = acceptDirectlyA || acceptDirectlyB;
     settings.strict = false;
@@ -325,6 +328,11 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, int chartCount, std::ve
 int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
                                 std::vector<double>* texCoords, std::vector<int>* faceTexIds,
                                 UVAtlasReport* report) {
+    // The record holds the plain form's arguments: the chart count this call
+    // will use and its acceptance setting; the other options are not kept.
+    _RecordCall<DumpMeshUnfoldGenerateUVAtlas>(
+        triMesh, options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh),
+        options.initSplitLines != nullptr, options.acceptDirectly, options.acceptDirectly);
     if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0) {
         _LogFailure("UnfoldMesh::GenerateUVAtlas invalid input parameters");
         return STATUS_INVALID_INPUT;

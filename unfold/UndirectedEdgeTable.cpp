@@ -71,7 +71,10 @@ void UndirectedEdgeTable::Build(const std::vector<int>& corners, int vertexCount
         uint64_t* end = keys.data() + bucketStart[v + 1];
         // Buckets hold a vertex's edges; they are short except around the odd
         // hub vertex, where the general sort keeps the bound at n log n.
-        if (end - begin <= 24) {
+        if (end - begin < 2) {
+            // Nothing to order; begin + 1 would step past the data (or off a
+            // null pointer when the mesh has no triangle at all).
+        } else if (end - begin <= 24) {
             for (uint64_t* i = begin + 1; i < end; ++i) {
                 const uint64_t key = *i;
                 uint64_t* j = i;

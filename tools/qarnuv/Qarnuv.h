@@ -105,6 +105,7 @@ struct UnwrapCommand {
     std::string output;
     UnwrapSettings settings;
     bool json = false;
+    bool record = false;  // write a dump file of the atlas call into the current folder
 };
 int RunUnwrap(const UnwrapCommand& command);
 
@@ -114,6 +115,18 @@ struct StatsCommand {
     bool overlaps = true;
 };
 int RunStats(const StatsCommand& command);
+
+struct ReplayCommand {
+    std::string dumpFile;
+    std::string output;  // empty: nothing is written
+    bool json = false;
+};
+// Loads a dump file into the record its first number names, runs it and
+// writes the record's meshes (OUT, or OUT_1, OUT_2, ...). Returns 0, or 1
+// with an error line for an unreadable file, an unknown number or a failed run.
+int RunReplay(const ReplayCommand& command);
+// "success", "invalid input", ... for a library status code.
+std::string StatusMeaning(int status);
 
 struct DemoCommand {
     std::string folder = ".";

@@ -2,6 +2,7 @@
 // coordinates and report what came out.
 #include "Qarnuv.h"
 
+#include <QarnUVAtlas/Dump.h>
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
@@ -17,6 +18,27 @@ std::string Number(const char* format, double value) {
     char text[64];
     std::snprintf(text, sizeof(text), format, value);
     return text;
+}
+
+// The dump file the atlas call wrote as recording number `counter`: its name
+// is "<time><tag><counter>.dump" in the current folder; the newest such file.
+std::string RecordedDumpFile(int counter) {
+    namespace fs = std::filesystem;
+    const std::string suffix = "_Mesh_Unfold_GenerateUVAtlas_" + std::to_string(counter) + ".dump";
+    std::string newest;
+    fs::file_time_type newestTime{};
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(".", error)) {
+        const std::string name = entry.path().filename().string();
+        if (name.size() <= suffix.size() || name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0)
+            continue;
+        const fs::file_time_type time = entry.last_write_time(error);
+        if (newest.empty() || time > newestTime) {
+            newest = name;
+            newestTime = time;
+        }
+    }
+    return newest;
 }
 
 }  // namespace
@@ -101,7 +123,21 @@ int RunUnwrap(const UnwrapCommand& command) {
     }
     UnwrapOutcome outcome;
     std::string error;
-    if (!UnwrapMesh(mesh, command.settings, outcome, error)) {
+    const int recording = ORVO::DumpBase::APICalledTime;
+    if (command.record) ORVO::DumpOnce();
+    const bool unwrapped = UnwrapMesh(mesh, command.settings, outcome, error);
+    // The call is recorded before it checks anything, so a failed call leaves
+    // its file too: that is the one a support engineer wants.
+    std::string dumpFile;
+    if (command.record) {
+        dumpFile = RecordedDumpFile(recording);
+        if (dumpFile.empty()) {
+            PrintError("the atlas call was not recorded (is the current folder writable?)");
+            return 1;
+        }
+        if (!command.json || !unwrapped) std::printf("recorded %s\n", dumpFile.c_str());
+    }
+    if (!unwrapped) {
         PrintError(command.input + ": " + error);
         return 1;
     }
@@ -111,7 +147,9 @@ int RunUnwrap(const UnwrapCommand& command) {
         return 1;
     }
     if (command.json) {
-        std::printf("%s\n", SummaryJson(outcome, mesh, command.input, command.output).c_str());
+        std::string json = SummaryJson(outcome, mesh, command.input, command.output);
+        if (!dumpFile.empty()) json.insert(json.size() - 1, ",\"dump\":" + JsonString(dumpFile));
+        std::printf("%s\n", json.c_str());
     } else {
         std::printf("%s: %s\n", command.output.c_str(), SummaryLine(outcome, mesh).c_str());
     }

@@ -2,6 +2,7 @@
 //   qarnuv unwrap IN OUT [--charts N | --auto] [--resolution R] [--gap T]
 //                        [--threads N] [--preview atlas.png] [--json]
 //   qarnuv stats ATLAS [--json]
+//   qarnuv replay FILE.dump [--out OUT.obj|.ply] [--json]
 //   qarnuv demo [--out DIR]
 // Exit status 0 on success; otherwise one "qarnuv: error: ..." line on
 // standard error and status 1 (a failed run) or 2 (wrong arguments).
@@ -37,6 +38,8 @@ int main(int argc, char** argv) {
     unwrapApp->add_option("--preview-size", unwrap.settings.previewSize, "preview width and height in pixels (default 1024)")
         ->check(CLI::Range(64, 16384));
     unwrapApp->add_flag("--json", unwrap.json, "print the summary as one JSON line");
+    unwrapApp->add_flag("--record", unwrap.record,
+                        "write a dump file of the atlas call into the current folder, for qarnuv replay");
 
     qarnuv::StatsCommand stats;
     CLI::App* statsApp = app.add_subcommand("stats", "quality figures of an atlas file (any tool's)");
@@ -44,6 +47,12 @@ int main(int argc, char** argv) {
     statsApp->add_flag("--json", stats.json, "print the figures as one JSON line");
     bool noOverlaps = false;
     statsApp->add_flag("--no-overlaps", noOverlaps, "skip the overlap test (the slowest figure)");
+
+    qarnuv::ReplayCommand replay;
+    CLI::App* replayApp = app.add_subcommand("replay", "run a call recorded in a .dump file again");
+    replayApp->add_option("FILE", replay.dumpFile, "dump file written by a recording")->required();
+    replayApp->add_option("--out", replay.output, "write the record's meshes here (.obj or .ply; OUT_1, OUT_2, ... for several)");
+    replayApp->add_flag("--json", replay.json, "print the summary as one JSON line");
 
     qarnuv::DemoCommand demo;
     CLI::App* demoApp = app.add_subcommand("demo", "make two test surfaces, unwrap them, write results and previews");
@@ -61,8 +70,9 @@ int main(int argc, char** argv) {
             continue;
         }
         if (word.empty() || word[0] == '-') continue;
-        if (word != "unwrap" && word != "stats" && word != "demo") {
-            qarnuv::PrintError("\"" + word + "\" is not a command: use unwrap, stats or demo (see qarnuv --help)");
+        if (word != "unwrap" && word != "stats" && word != "replay" && word != "demo") {
+            qarnuv::PrintError("\"" + word +
+                               "\" is not a command: use unwrap, stats, replay or demo (see qarnuv --help)");
             return 2;
         }
         break;
@@ -76,6 +86,7 @@ int main(int argc, char** argv) {
     }
     if (!logFile.empty()) ORVO::LogSystem::SetLogFileName(logFile);
     if (unwrapApp->parsed()) return qarnuv::RunUnwrap(unwrap);
+    if (replayApp->parsed()) return qarnuv::RunReplay(replay);
     if (statsApp->parsed()) {
         stats.overlaps = !noOverlaps;
         return qarnuv::RunStats(stats);

@@ -1,6 +1,8 @@
+#include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
+#include "dump/DumpSupport.h"
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
 #include "foundation/LogLine.h"
@@ -207,6 +209,7 @@ int _ConformalMap(const ITriMesh& mesh, const std::vector<int>* fixedVertexIndex
 
 int UnfoldMesh::ConformalMap(const ITriMesh* triMesh, const std::vector<int>* fixedVertexIndex,
                              const std::vector<double>* fixedVertexCoord, std::vector<double>* uvCoords) {
+    _RecordCall<DumpMeshUnfoldConformal>(triMesh, fixedVertexIndex, fixedVertexCoord);
     if (!_ActivationGateA()) return STATUS_NOT_ACTIVATED;
     if (!triMesh || !uvCoords) {
         _LogFailure("UnfoldMesh::ConformalMap invalid input parameters");

@@ -1,9 +1,11 @@
+#include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/HalfMesh.h>
 #include <QarnUVAtlas/SparseMatrix.h>
 #include <QarnUVAtlas/SparseSolver.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
+#include "dump/DumpSupport.h"
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
 #include "foundation/LogLine.h"
@@ -274,6 +276,7 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
 
 int UnfoldMesh::OptimizeIsometric(const ITriMesh* triMesh, std::vector<double>* uvCoords, int iterationCount,
                                   const std::vector<int>* fixedVertexIndex) {
+    _RecordCall<DumpMeshUnfoldOptimizeIsometric>(triMesh, uvCoords, iterationCount, fixedVertexIndex);
     if (!_ActivationGateA()) return STATUS_NOT_ACTIVATED;
     if (!triMesh || !uvCoords) {
         _LogFailure(kName, " invalid input parameters");

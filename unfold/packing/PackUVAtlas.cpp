@@ -1,8 +1,10 @@
 // The public packing entry point: reads each chart's triangles and hands the
 // charts to the chart packer.
 
+#include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
+#include "dump/DumpSupport.h"
 #include "foundation/LogLine.h"
 #include "unfold/packing/ChartPacker.h"
 
@@ -13,6 +15,7 @@ namespace ORVO {
 
 int UnfoldMesh::PackUVAtlas(const std::vector<ITriMesh*>& charts, std::vector<std::vector<double>>& chartTexCoords,
                             int resolution, int gapTexels) {
+    _RecordCall<DumpMeshUnfoldPackUVAtlas>(charts, chartTexCoords);
     if (charts.empty() || charts.size() != chartTexCoords.size()) {
         _LogFailure("PackUVAtlas: singleRegionList.empty() || singleRegionList.size() != texCoordList.size()");
         return STATUS_INVALID_INPUT;

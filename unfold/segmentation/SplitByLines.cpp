@@ -6,8 +6,10 @@
 // vertex of its own. Merging across the cut edges as well must then leave one
 // fan per vertex, which is the manifold check done in the same pass.
 
+#include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/SplitMesh.h>
 
+#include "dump/DumpSupport.h"
 #include "foundation/LogLine.h"
 #include "unfold/UndirectedEdgeTable.h"
 #include "unfold/WedgeVertices.h"
@@ -43,6 +45,7 @@ void FillIdentity(std::vector<int>* origins, int count) {
 
 int SplitMesh::SplitByLines(ITriMesh* triMesh, const std::vector<std::vector<int>>& lines,
                             std::vector<int>* vertexOrigins) {
+    _RecordCall<DumpMeshSplitByLines>(triMesh, lines);
     if (!triMesh) {
         _LogFailure("SplitMesh::SplitByLines: input triMesh is NULL");
         return STATUS_INVALID_INPUT;
