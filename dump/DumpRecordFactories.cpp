@@ -1,91 +1,11 @@
+// Factories of the generic records: a new default record, owned by the caller.
 #include <QarnUVAtlas/DumpRecords.h>
 
 namespace ORVO {
 
-DumpBase* CreateDumpMeshConsolidationMakeManifold() { return new DumpMeshConsolidationMakeManifold(); }
-DumpBase* CreateDumpMeshConsolidationGeometry() { return new DumpMeshConsolidationGeometry(); }
-DumpBase* CreateDumpFindMeshHole() { return new DumpFindMeshHole(); }
-DumpBase* CreateDumpFillMeshHole() { return new DumpFillMeshHole(); }
-DumpBase* CreateDumpMeshFilterLaplaceSmooth() { return new DumpMeshFilterLaplaceSmooth(); }
-DumpBase* CreateDumpMeshFilterEnhanceDetail() { return new DumpMeshFilterEnhanceDetail(); }
-DumpBase* CreateDumpMeshMeasureSectionApproximate() { return new DumpMeshMeasureSectionApproximate(); }
-DumpBase* CreateDumpMeshSubdivisionLoop() { return new DumpMeshSubdivisionLoop(); }
-DumpBase* CreateDumpMeshSimplificationQuadric() { return new DumpMeshSimplificationQuadric(); }
-DumpBase* CreateDumpMeshMeasureSectionExact() { return new DumpMeshMeasureSectionExact(); }
-DumpBase* CreateDumpMeshConsolidationRemoveGeometryNoise() { return new DumpMeshConsolidationRemoveGeometryNoise(); }
-DumpBase* CreateDumpMeshSubdivisionDensify() { return new DumpMeshSubdivisionDensify(); }
-DumpBase* CreateDumpMeshSplitInsertSplitLineByEdgePoints() { return new DumpMeshSplitInsertSplitLineByEdgePoints(); }
-DumpBase* CreateDumpMeshSimplificationTextureCoord() { return new DumpMeshSimplificationTextureCoord(); }
-DumpBase* CreateDumpTextureImageByVertexColor() { return new DumpCreateTextureImageByVertexColors(); }
-DumpBase* CreateDumpTextureImageByRefImages() { return new DumpCreateTextureImageByRefImages(); }
-DumpBase* CreateDumpBridgeEdges() { return new DumpBridgeEdges(); }
-DumpBase* CreateDumpMeshSplitByPlane() { return new DumpMeshSplitByPlane(); }
-DumpBase* CreateDumpOffsetMeshUniformApproximate() { return new DumpOffsetMeshUniformApproximate(); }
-DumpBase* CreateDumpMeshSamplingUniform() { return new DumpMeshSamplingUniform(); }
-DumpBase* CreateDumpMeshQueryTool() { return new DumpMeshQueryTool(); }
-DumpBase* CreateDumpTriangulationConstrainedDelaunayOptimization() { return new DumpTriangulationConstrainedDelaunayOptimization(); }
-DumpBase* CreateDumpMeshSimplificationByRemovingVertex() { return new DumpMeshSimplificationByRemovingVertex(); }
-DumpBase* CreateDumpRemeshUniform() { return new DumpRemeshUniform(); }
-DumpBase* CreateDumpTriangulationMutualTessellation() { return new DumpTriangulationMutualTessellation(); }
-DumpBase* CreateDumpTriangulationCentroidVoronoiOptimization() { return new DumpTriangulationCentroidVoronoiOptimization(); }
-DumpBase* CreateDumpTuneMeshColorFromMultiPatch() { return new DumpTuneMeshColorFromMultiPatch(); }
-DumpBase* CreateDumpMeshMeasurePrincipalCurvature() { return new DumpMeshMeasurePrincipalCurvature(); }
-DumpBase* CreateDumpMeshMeasureThickness() { return new DumpMeshMeasureThickness(); }
-DumpBase* CreateDumpDeformMeshInit() { return new DumpDeformMeshInit(); }
-DumpBase* CreateDumpDeformMeshDeform() { return new DumpDeformMeshDeform(); }
-DumpBase* CreateDumpMeshSplitInsertSplitLinesByFacePoints() { return new DumpMeshSplitInsertSplitLinesByFacePoints(); }
-DumpBase* CreateDumpMeshSubdivisionInsertPointsOnMesh() { return new DumpMeshSubdivisionInsertPointsOnMesh(); }
-DumpBase* CreateDumpPointCloudConsolidationNormalSmoothing() { return new DumpPointCloudConsolidationNormalSmoothing(); }
-DumpBase* CreateDumpPointCloudConsolidationNormalCalculation() { return new DumpPointCloudConsolidationNormalCalculation(); }
-DumpBase* CreateDumpPointCloudConsolidationSmoothByNormal() { return new DumpPointCloudConsolidationSmoothByNormal(); }
-DumpBase* CreateDumpPointCloudConsolidationCalculateIsolation() { return new DumpPointCloudConsolidationCalculateIsolation(); }
-DumpBase* CreateDumpPointCloudReconstructMesh() { return new DumpPointCloudReconstructMesh(); }
-DumpBase* CreateDumpRegistrationAlignPointCloudFast() { return new DumpRegistrationAlignPointCloudFast(); }
-DumpBase* CreateDumpRegistrationICP() { return new DumpRegistrationICP(); }
-DumpBase* CreateDumpRegistrationAlignPointCloud() { return new DumpRegistrationAlignPointCloud(); }
-DumpBase* CreateDumpPointCloudSamplingUniform() { return new DumpPointCloudSamplingUniform(); }
-DumpBase* CreateDumpRegistrationAlignPointCloudByMark() { return new DumpRegistrationAlignPointCloudByMark(); }
-DumpBase* CreateDumpRegistrationGlobal() { return new DumpRegistrationGlobal(); }
-DumpBase* CreateDumpFusePointCloudUpdate() { return new DumpFusePointCloudUpdate(); }
-DumpBase* CreateDumpFusePointCloudExtract() { return new DumpFusePointCloudExtract(); }
-DumpBase* CreateDumpPointCloudConsolidationNormalReversing() { return new DumpPointCloudConsolidationNormalReversing(); }
-DumpBase* CreateDumpSumPointCloudUpdate() { return new DumpSumPointCloudUpdate(); }
-DumpBase* CreateDumpSumPointCloudExtract() { return new DumpSumPointCloudExtract(); }
-DumpBase* CreateDumpTuneColorFromSingleLight() { return new DumpTuneColorFromSingleLight(); }
-DumpBase* CreateDumpPointCloudSamplingGeometry() { return new DumpPointCloudSamplingGeometry(); }
-DumpBase* CreateDumpFitPointCloudUniform() { return new DumpFitPointCloudUniform(); }
-DumpBase* CreateDumpSignedDistanceFunctionUpdate() { return new DumpSignedDistanceFunctionUpdate(); }
-DumpBase* CreateDumpSignedDistanceFunctionExtract() { return new DumpSignedDistanceFunctionExtract(); }
-DumpBase* CreateDumpPointCloudConsolidationGeometrySmoothing() { return new DumpPointCloudConsolidationGeometrySmoothing(); }
-DumpBase* CreateDumpTuneTextureImageByVertexColor() { return new DumpTuneTextureImageByVertexColor(); }
-DumpBase* CreateDumpTuneColorFromMultiFrame() { return new DumpTuneColorFromMultiFrame(); }
-DumpBase* CreateDumpPointCloudSimplify() { return new DumpPointCloudSimplify(); }
-DumpBase* CreateDumpTriangulationConstrainedDelaunay2D() { return new DumpTriangulationConstrainedDelaunay2D(); }
-DumpBase* CreateDumpTuneImageByTriangleColor() { return new DumpTuneImageByTriangleColor(); }
-DumpBase* CreateDumpTuneImageByPointColor() { return new DumpTuneImageByPointColor(); }
-DumpBase* CreateDumpPointCloudSamplingGrid() { return new DumpPointCloudSamplingGrid(); }
-DumpBase* CreateDumpPointCloudConsolidationDetectOverlap() { return new DumpPointCloudConsolidationDetectOverlap(); }
-DumpBase* CreateDumpNonRigidICP() { return new DumpNonRigidICP(); }
-DumpBase* CreateDumpNonRigidGlobalRegistrate() { return new DumpNonRigidGlobalRegistrate(); }
-DumpBase* CreateDumpDeformPointListDeform() { return new DumpDeformPointListDeform(); }
-DumpBase* CreateDumpPointCloudConsolidationNormalOrient() { return new DumpPointCloudConsolidationNormalOrient(); }
-DumpBase* CreateDumpDetectShapeDetectPrimitive() { return new DumpDetectShapeDetectPrimitive(); }
-DumpBase* CreateDumpDetectShapeSelectPrimitive() { return new DumpDetectShapeSelectPrimitive(); }
-DumpBase* CreateDumpGridRegistrationICP() { return new DumpGridRegistrationICP(); }
-DumpBase* CreateDumpGridRegistrationAlignGrid() { return new DumpGridRegistrationAlignGrid(); }
-DumpBase* CreateDumpOptimiseCurveSmoothCurveOnMesh() { return new DumpOptimiseCurveSmoothCurveOnMesh(); }
-DumpBase* CreateDumpOptimiseMappingInterpolate() { return new DumpOptimiseMappingInterpolate(); }
-DumpBase* CreateDumpOptimiseMappingTransferToMesh() { return new DumpOptimiseMappingTransferToMesh(); }
-DumpBase* CreateDumpOptimiseCurveApproximateOffset() { return new DumpOptimiseCurveApproximateOffset(); }
-DumpBase* CreateDumpOptimiseCurveMakeBijective() { return new DumpOptimiseCurveMakeBijective(); }
-DumpBase* CreateDumpOptimiseCurveConnectFacePointsOnMesh() { return new DumpOptimiseCurveConnectFacePointsOnMesh(); }
-DumpBase* CreateDumpOptimiseCurveConnectFacePointsByCuttingPlane() { return new DumpOptimiseCurveConnectFacePointsByCuttingPlane(); }
-DumpBase* CreateDumpOptimiseCurveSmoothCurveCrossMesh() { return new DumpOptimiseCurveSmoothCurveCrossMesh(); }
-DumpBase* CreateDumpOptimiseMappingProjectToMesh() { return new DumpOptimiseMappingProjectToMesh(); }
-DumpBase* CreateDumpOptimiseMappingFuseImageColorIds() { return new DumpOptimiseMappingFuseImageColorIds(); }
-DumpBase* CreateDumpTuneTextureImageColor() { return new DumpTuneTextureImageColor(); }
-DumpBase* CreateDumpOptimiseCurveConnectVertexByCuttingPlane() { return new DumpOptimiseCurveConnectVertexByCuttingPlane(); }
-DumpBase* CreateDumpDigitalReliefCompressHeightField() { return new DumpDigitalReliefCompressHeightField(); }
-DumpBase* CreateDumpOptimiseMappingInterpolateFaceImageColorIds() { return new DumpOptimiseMappingInterpolateFaceImageColorIds(); }
+#define ORVO_DUMP_DEFINE_FACTORY(Name, Factory, Api, Function, InputCount, Live) \
+    DumpBase* Factory() { return new Name(); }
+ORVO_DUMP_RECORD_LIST(ORVO_DUMP_DEFINE_FACTORY)
+#undef ORVO_DUMP_DEFINE_FACTORY
 
 }  // namespace ORVO

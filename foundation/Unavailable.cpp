@@ -1,4 +1,6 @@
+#include <QarnUVAtlas/FillMeshHole.h>
 #include <QarnUVAtlas/Foundation.h>
+#include <QarnUVAtlas/SplitMesh.h>
 #include <QarnUVAtlas/Unavailable.h>
 
 namespace ORVO {
@@ -12,42 +14,9 @@ int NotAvailable() { return STATUS_NOT_AVAILABLE; }
 
 }  // namespace
 
-int MeshFilter::LaplaceSmooth(ITriMesh*, int) { return NotAvailable(); }
-int MeshFilter::EnhanceDetail(ITriMesh*, double, int) { return NotAvailable(); }
-
-int MeshSimplification::QuadricSimplify(ITriMesh*, int) { return NotAvailable(); }
-int MeshSimplification::SimplifyByRemovingVertex(ITriMesh*, const std::vector<bool>*) {
-    return NotAvailable();
-}
-
-int MeshSubdivision::LoopSubdivide(ITriMesh*, int) { return NotAvailable(); }
-int MeshSubdivision::Densify(ITriMesh*, double) { return NotAvailable(); }
-
-int MeshMeasure::ComputePrincipalCurvature(const ITriMesh*, std::vector<double>*) {
-    return NotAvailable();
-}
-int MeshMeasure::ComputeThickness(const ITriMesh*, std::vector<double>*) { return NotAvailable(); }
-
-int PointCloudConsolidation::CalculateNormal(IPointCloud*, bool, int) { return NotAvailable(); }
-int PointCloudConsolidation::SmoothNormal(IPointCloud*, int) { return NotAvailable(); }
-int PointCloudConsolidation::CalculateIsolation(const IPointCloud*, std::vector<double>*, int) {
-    return NotAvailable();
-}
-
-int Registration::ICP(const IPointCloud*, const IPointCloud*, std::vector<double>*) {
-    return NotAvailable();
-}
-int Registration::AlignPointCloud(const IPointCloud*, const IPointCloud*, std::vector<double>*) {
-    return NotAvailable();
-}
-
-int Sampling::UniformSamplePointCloud(const IPointCloud*, int, std::vector<int>*) {
-    return NotAvailable();
-}
-int Sampling::UniformSampleMesh(const ITriMesh*, int, std::vector<double>*) {
-    return NotAvailable();
-}
-
-int DetectShape::DetectPrimitive(const IPointCloud*, std::vector<int>*) { return NotAvailable(); }
+#define ORVO_UNAVAILABLE(Name, Parameters) \
+    int Name Parameters { return NotAvailable(); }
+#include "foundation/UnavailableList.h"
+#undef ORVO_UNAVAILABLE
 
 }  // namespace ORVO

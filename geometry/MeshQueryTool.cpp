@@ -503,6 +503,14 @@ int MeshQueryTool::GetVertexCount() const {
     return mpImpl ? static_cast<int>(mpImpl->vertices.size()) : 0;
 }
 
+int MeshQueryTool::BuildTool(const ITriMesh* triMesh, MeshQueryTool* tool) {
+    if (tool == nullptr) {
+        _LogFailure("MeshQueryTool::BuildTool: tool is NULL");
+        return STATUS_INVALID_INPUT;
+    }
+    return tool->Build(triMesh);
+}
+
 int MeshQueryTool::Build(const ITriMesh* triMesh) {
     mpImpl.reset();
     if (!triMesh) {

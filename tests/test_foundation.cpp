@@ -1,6 +1,5 @@
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/Threads.h>
-#include <QarnUVAtlas/Unavailable.h>
 
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
@@ -171,54 +170,6 @@ TEST(Activation, AnyKeyIsWelcomedAndLogged) {
     EXPECT_TRUE(ORVO::_ActivationGateA());
     EXPECT_TRUE(ORVO::_ActivationGateB());
     EXPECT_EQ(ORVO::STATUS_NOT_ACTIVATED, -6);
-}
-
-// --- Entry points this build does not carry ---------------------------------
-
-TEST(Unavailable, EveryEntryPointAnswersMinusEightAndLogsNothing) {
-    using namespace ORVO;
-    LogSystem::SetLogFileName("test_unavailable.txt");
-    const std::vector<int> codes = {
-        MeshFilter::LaplaceSmooth(nullptr, 3),
-        MeshFilter::EnhanceDetail(nullptr, 1.0, 2),
-        MeshSimplification::QuadricSimplify(nullptr, 100),
-        MeshSimplification::SimplifyByRemovingVertex(nullptr, nullptr),
-        MeshSubdivision::LoopSubdivide(nullptr, 1),
-        MeshSubdivision::Densify(nullptr, 0.1),
-        MeshMeasure::ComputePrincipalCurvature(nullptr, nullptr),
-        MeshMeasure::ComputeThickness(nullptr, nullptr),
-        PointCloudConsolidation::CalculateNormal(nullptr, false, 9),
-        PointCloudConsolidation::SmoothNormal(nullptr, 9),
-        PointCloudConsolidation::CalculateIsolation(nullptr, nullptr, 9),
-        Registration::ICP(nullptr, nullptr, nullptr),
-        Registration::AlignPointCloud(nullptr, nullptr, nullptr),
-        Sampling::UniformSamplePointCloud(nullptr, 10, nullptr),
-        Sampling::UniformSampleMesh(nullptr, 10, nullptr),
-        DetectShape::DetectPrimitive(nullptr, nullptr),
-    };
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-        EXPECT_EQ(codes[i], STATUS_NOT_AVAILABLE) << "entry point #" << i;
-    }
-    EXPECT_EQ(ReadFile("test_unavailable.txt"), "");
-}
-
-TEST(Unavailable, OutputArgumentsAreLeftUntouched) {
-    using namespace ORVO;
-    std::vector<double> values = {1.0, 2.0, 3.0};
-    std::vector<int> ids = {7, 8};
-    const std::vector<bool> flags = {true, false};
-    EXPECT_EQ(MeshMeasure::ComputePrincipalCurvature(nullptr, &values), STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(MeshMeasure::ComputeThickness(nullptr, &values), STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(PointCloudConsolidation::CalculateIsolation(nullptr, &values, 4),
-              STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(Registration::ICP(nullptr, nullptr, &values), STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(Sampling::UniformSampleMesh(nullptr, 5, &values), STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(Sampling::UniformSamplePointCloud(nullptr, 5, &ids), STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(DetectShape::DetectPrimitive(nullptr, &ids), STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(MeshSimplification::SimplifyByRemovingVertex(nullptr, &flags),
-              STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(values, (std::vector<double>{1.0, 2.0, 3.0}));
-    EXPECT_EQ(ids, (std::vector<int>{7, 8}));
 }
 
 }  // namespace

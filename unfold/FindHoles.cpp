@@ -9,8 +9,10 @@
 // arrived in: turning around the vertex through paired edges, from the face
 // it came through, to the first boundary half-edge leaving it.
 
+#include <QarnUVAtlas/DumpRecords.h>
 #include <QarnUVAtlas/FillMeshHole.h>
 
+#include "dump/DumpSupport.h"
 #include "foundation/LogLine.h"
 #include "unfold/UndirectedEdgeTable.h"
 
@@ -55,6 +57,7 @@ std::vector<int> PairHalfEdges(const std::vector<int>& corners, const Undirected
 }  // namespace
 
 int FillMeshHole::FindHoles(const ITriMesh* triMesh, std::vector<std::vector<int>>* holes) {
+    _RecordCall<DumpFindMeshHole>(triMesh);
     if (!triMesh || !holes) {
         _LogFailure("FillMeshHole::FindHoles: invalid input");
         return STATUS_INVALID_INPUT;

@@ -1,196 +1,202 @@
 #pragma once
-// Record classes of the interface's other algorithm families. In this build
-// they are registered so that every dump file's number selects its class,
-// but they carry no payload yet: loading reads nothing and Run() answers as
-// the entry point would.
+// Records of the wider interface's entry points, one generic record class
+// each (DumpRecord.h). Those of available algorithms (consolidation into a
+// manifold, finding holes, building a mesh query tool) replay the real call;
+// the others replay an entry point that answers STATUS_NOT_AVAILABLE (-8)
+// in this build. Six records are empty shells: they write and read nothing
+// and their Run() returns 0.
 
-#include <QarnUVAtlas/Dump.h>
+#include <QarnUVAtlas/ConsolidateMesh.h>
+#include <QarnUVAtlas/DumpRecord.h>
 #include <QarnUVAtlas/Export.h>
-#include <QarnUVAtlas/Foundation.h>
-
-#include <string>
+#include <QarnUVAtlas/FillMeshHole.h>
+#include <QarnUVAtlas/MeshQuery.h>
+#include <QarnUVAtlas/SplitMesh.h>
+#include <QarnUVAtlas/Unavailable.h>
 
 namespace ORVO {
 
-template <ApiName Api, int RunStatus>
-class DumpPendingRecord : public DumpBase {
-public:
-    ApiName GetApiName() override { return Api; }
-    void LoadDumpFile(const std::string&) override {}
-    int Run() override { return RunStatus; }
-};
+// X(record class, factory, ApiName value, entry point, number of inputs, live)
+// A record is added by one entry here; the registry's table is in the library.
+#define ORVO_DUMP_RECORD_LIST(X) \
+    X(DumpMeshConsolidationMakeManifold, CreateDumpMeshConsolidationMakeManifold, API_MESH_CONSOLIDATION_MAKE_MANIFOLD, \
+      ConsolidateMesh::MakeManifold, 1, true) \
+    X(DumpMeshConsolidationGeometry, CreateDumpMeshConsolidationGeometry, API_MESH_CONSOLIDATION_GEOMETRY, \
+      MeshConsolidation::Geometry, 3, true) \
+    X(DumpFindMeshHole, CreateDumpFindMeshHole, API_FIND_MESH_HOLE, \
+      FillMeshHole::FindHoles, 1, true) \
+    X(DumpFillMeshHole, CreateDumpFillMeshHole, API_FILL_MESH_HOLE, \
+      FillMeshHole::FillHole, 3, true) \
+    X(DumpMeshFilterLaplaceSmooth, CreateDumpMeshFilterLaplaceSmooth, API_MESH_FILTER_LAPLACE_SMOOTH, \
+      MeshFilter::LaplaceSmooth, 2, true) \
+    X(DumpMeshFilterEnhanceDetail, CreateDumpMeshFilterEnhanceDetail, API_MESH_FILTER_ENHANCE_DETAIL, \
+      MeshFilter::EnhanceDetail, 3, true) \
+    X(DumpMeshMeasureSectionApproximate, CreateDumpMeshMeasureSectionApproximate, API_MESH_MEASURE_SECTION_APPROXIMATE, \
+      MeshMeasure::SectionApproximate, 3, true) \
+    X(DumpMeshSubdivisionLoop, CreateDumpMeshSubdivisionLoop, API_MESH_SUBDIVISION_LOOP, \
+      MeshSubdivision::Loop, 2, true) \
+    X(DumpMeshSimplificationQuadric, CreateDumpMeshSimplificationQuadric, API_MESH_SIMPLIFICATION_QUADRIC, \
+      MeshSimplification::Quadric, 2, true) \
+    X(DumpMeshMeasureSectionExact, CreateDumpMeshMeasureSectionExact, API_MESH_MEASURE_SECTION_EXACT, \
+      MeshMeasure::SectionExact, 3, true) \
+    X(DumpMeshConsolidationRemoveGeometryNoise, CreateDumpMeshConsolidationRemoveGeometryNoise, API_MESH_CONSOLIDATION_REMOVE_GEOMETRY_NOISE, \
+      MeshConsolidation::RemoveGeometryNoise, 3, true) \
+    X(DumpMeshSubdivisionDensify, CreateDumpMeshSubdivisionDensify, API_MESH_SUBDIVISION_DENSIFY, \
+      MeshSubdivision::Densify, 2, true) \
+    X(DumpMeshSplitInsertSplitLineByEdgePoints, CreateDumpMeshSplitInsertSplitLineByEdgePoints, API_MESH_SPLIT_INSERT_SPLIT_LINE_BY_EDGE_POINTS, \
+      SplitMesh::InsertSplitLineByEdgePoints, 3, true) \
+    X(DumpMeshSimplificationTextureCoord, CreateDumpMeshSimplificationTextureCoord, API_MESH_SIMPLIFICATION_TEXTURE_COORD, \
+      MeshSimplification::TextureCoord, 4, true) \
+    X(DumpCreateTextureImageByVertexColors, CreateDumpTextureImageByVertexColor, API_CREATE_TEXTURE_IMAGE_BY_VERTEX_COLORS, \
+      CreateTextureImageByVertexColors, 5, true) \
+    X(DumpCreateTextureImageByRefImages, CreateDumpTextureImageByRefImages, API_CREATE_TEXTURE_IMAGE_BY_REF_IMAGES, \
+      CreateTextureImageByRefImages, 8, true) \
+    X(DumpBridgeEdges, CreateDumpBridgeEdges, API_BRIDGE_EDGES, \
+      FillMeshHole::BridgeEdges, 3, true) \
+    X(DumpMeshSplitByPlane, CreateDumpMeshSplitByPlane, API_MESH_SPLIT_BY_PLANE, \
+      SplitMesh::SplitByPlane, 3, true) \
+    X(DumpOffsetMeshUniformApproximate, CreateDumpOffsetMeshUniformApproximate, API_OFFSET_MESH_UNIFORM_APPROXIMATE, \
+      OffsetMesh::UniformApproximate, 2, true) \
+    X(DumpMeshSamplingUniform, CreateDumpMeshSamplingUniform, API_MESH_SAMPLING_UNIFORM, \
+      MeshSampling::Uniform, 2, true) \
+    X(DumpMeshQueryTool, CreateDumpMeshQueryTool, API_MESH_QUERY_TOOL, \
+      MeshQueryTool::BuildTool, 1, true) \
+    X(DumpTriangulationConstrainedDelaunayOptimization, CreateDumpTriangulationConstrainedDelaunayOptimization, API_TRIANGULATION_CONSTRAINED_DELAUNAY_OPTIMIZATION, \
+      Triangulation::ConstrainedDelaunayOptimization, 2, true) \
+    X(DumpMeshSimplificationByRemovingVertex, CreateDumpMeshSimplificationByRemovingVertex, API_MESH_SIMPLIFICATION_BY_REMOVING_VERTEX, \
+      MeshSimplification::ByRemovingVertex, 2, true) \
+    X(DumpRemeshUniform, CreateDumpRemeshUniform, API_REMESH_UNIFORM, \
+      Remesh::Uniform, 3, true) \
+    X(DumpTriangulationMutualTessellation, CreateDumpTriangulationMutualTessellation, API_TRIANGULATION_MUTUAL_TESSELLATION, \
+      Triangulation::MutualTessellation, 2, true) \
+    X(DumpTriangulationCentroidVoronoiOptimization, CreateDumpTriangulationCentroidVoronoiOptimization, API_TRIANGULATION_CENTROID_VORONOI_OPTIMIZATION, \
+      Triangulation::CentroidVoronoiOptimization, 2, true) \
+    X(DumpTuneMeshColorFromMultiPatch, CreateDumpTuneMeshColorFromMultiPatch, API_TUNE_MESH_COLOR_FROM_MULTI_PATCH, \
+      TuneMeshColor::FromMultiPatch, 3, true) \
+    X(DumpMeshMeasurePrincipalCurvature, CreateDumpMeshMeasurePrincipalCurvature, API_MESH_MEASURE_PRINCIPAL_CURVATURE, \
+      MeshMeasure::PrincipalCurvature, 1, true) \
+    X(DumpMeshMeasureThickness, CreateDumpMeshMeasureThickness, API_MESH_MEASURE_THICKNESS, \
+      MeshMeasure::Thickness, 1, true) \
+    X(DumpDeformMeshInit, CreateDumpDeformMeshInit, API_DEFORM_MESH_INIT, \
+      DeformMesh::Init, 2, true) \
+    X(DumpDeformMeshDeform, CreateDumpDeformMeshDeform, API_DEFORM_MESH_DEFORM, \
+      DeformMesh::Deform, 4, true) \
+    X(DumpMeshSplitInsertSplitLinesByFacePoints, CreateDumpMeshSplitInsertSplitLinesByFacePoints, API_MESH_SPLIT_INSERT_SPLIT_LINES_BY_FACE_POINTS, \
+      SplitMesh::InsertSplitLinesByFacePoints, 3, true) \
+    X(DumpMeshSubdivisionInsertPointsOnMesh, CreateDumpMeshSubdivisionInsertPointsOnMesh, API_MESH_SUBDIVISION_INSERT_POINTS_ON_MESH, \
+      MeshSubdivision::InsertPointsOnMesh, 3, true) \
+    X(DumpPointCloudConsolidationNormalSmoothing, CreateDumpPointCloudConsolidationNormalSmoothing, API_POINT_CLOUD_CONSOLIDATION_NORMAL_SMOOTHING, \
+      PointCloudConsolidation::NormalSmoothing, 2, true) \
+    X(DumpPointCloudConsolidationNormalCalculation, CreateDumpPointCloudConsolidationNormalCalculation, API_POINT_CLOUD_CONSOLIDATION_NORMAL_CALCULATION, \
+      PointCloudConsolidation::NormalCalculation, 3, true) \
+    X(DumpPointCloudConsolidationSmoothByNormal, CreateDumpPointCloudConsolidationSmoothByNormal, API_POINT_CLOUD_CONSOLIDATION_SMOOTH_BY_NORMAL, \
+      PointCloudConsolidation::SmoothByNormal, 3, true) \
+    X(DumpPointCloudConsolidationCalculateIsolation, CreateDumpPointCloudConsolidationCalculateIsolation, API_POINT_CLOUD_CONSOLIDATION_CALCULATE_ISOLATION, \
+      PointCloudConsolidation::CalculateIsolation, 2, true) \
+    X(DumpPointCloudReconstructMesh, CreateDumpPointCloudReconstructMesh, API_POINT_CLOUD_RECONSTRUCT_MESH, \
+      PointCloudReconstructMesh, 2, true) \
+    X(DumpRegistrationAlignPointCloudFast, CreateDumpRegistrationAlignPointCloudFast, API_REGISTRATION_ALIGN_POINT_CLOUD_FAST, \
+      Registration::AlignPointCloudFast, 2, true) \
+    X(DumpRegistrationICP, CreateDumpRegistrationICP, API_REGISTRATION_ICP, \
+      Registration::ICP, 3, true) \
+    X(DumpRegistrationAlignPointCloud, CreateDumpRegistrationAlignPointCloud, API_REGISTRATION_ALIGN_POINT_CLOUD, \
+      Registration::AlignPointCloud, 2, true) \
+    X(DumpPointCloudSamplingUniform, CreateDumpPointCloudSamplingUniform, API_POINT_CLOUD_SAMPLING_UNIFORM, \
+      PointCloudSampling::Uniform, 2, true) \
+    X(DumpRegistrationAlignPointCloudByMark, CreateDumpRegistrationAlignPointCloudByMark, API_REGISTRATION_ALIGN_POINT_CLOUD_BY_MARK, \
+      Registration::AlignPointCloudByMark, 4, true) \
+    X(DumpRegistrationGlobal, CreateDumpRegistrationGlobal, API_REGISTRATION_GLOBAL, \
+      Registration::Global, 1, true) \
+    X(DumpFusePointCloudUpdate, CreateDumpFusePointCloudUpdate, API_FUSE_POINT_CLOUD_UPDATE, \
+      FusePointCloud::Update, 2, false) \
+    X(DumpFusePointCloudExtract, CreateDumpFusePointCloudExtract, API_FUSE_POINT_CLOUD_EXTRACT, \
+      FusePointCloud::Extract, 0, false) \
+    X(DumpPointCloudConsolidationNormalReversing, CreateDumpPointCloudConsolidationNormalReversing, API_POINT_CLOUD_CONSOLIDATION_NORMAL_REVERSING, \
+      PointCloudConsolidation::NormalReversing, 1, true) \
+    X(DumpSumPointCloudUpdate, CreateDumpSumPointCloudUpdate, API_SUM_POINT_CLOUD_UPDATE, \
+      SumPointCloud::Update, 2, false) \
+    X(DumpSumPointCloudExtract, CreateDumpSumPointCloudExtract, API_SUM_POINT_CLOUD_EXTRACT, \
+      SumPointCloud::Extract, 0, false) \
+    X(DumpTuneColorFromSingleLight, CreateDumpTuneColorFromSingleLight, API_TUNE_COLOR_FROM_SINGLE_LIGHT, \
+      TuneColor::FromSingleLight, 2, true) \
+    X(DumpPointCloudSamplingGeometry, CreateDumpPointCloudSamplingGeometry, API_POINT_CLOUD_SAMPLING_GEOMETRY, \
+      PointCloudSampling::Geometry, 2, true) \
+    X(DumpFitPointCloudUniform, CreateDumpFitPointCloudUniform, API_FIT_POINT_CLOUD_UNIFORM, \
+      FitPointCloud::Uniform, 2, true) \
+    X(DumpSignedDistanceFunctionUpdate, CreateDumpSignedDistanceFunctionUpdate, API_SIGNED_DISTANCE_FUNCTION_UPDATE, \
+      SignedDistanceFunction::Update, 2, false) \
+    X(DumpSignedDistanceFunctionExtract, CreateDumpSignedDistanceFunctionExtract, API_SIGNED_DISTANCE_FUNCTION_EXTRACT, \
+      SignedDistanceFunction::Extract, 0, false) \
+    X(DumpPointCloudConsolidationGeometrySmoothing, CreateDumpPointCloudConsolidationGeometrySmoothing, API_POINT_CLOUD_CONSOLIDATION_GEOMETRY_SMOOTHING, \
+      PointCloudConsolidation::GeometrySmoothing, 3, true) \
+    X(DumpTuneTextureImageByVertexColor, CreateDumpTuneTextureImageByVertexColor, API_TUNE_TEXTURE_IMAGE_BY_VERTEX_COLOR, \
+      TuneTextureImage::ByVertexColor, 6, true) \
+    X(DumpTuneColorFromMultiFrame, CreateDumpTuneColorFromMultiFrame, API_TUNE_COLOR_FROM_MULTI_FRAME, \
+      TuneColor::FromMultiFrame, 2, true) \
+    X(DumpPointCloudSimplify, CreateDumpPointCloudSimplify, API_POINT_CLOUD_SIMPLIFY, \
+      PointCloudSimplify, 2, true) \
+    X(DumpTriangulationConstrainedDelaunay2D, CreateDumpTriangulationConstrainedDelaunay2D, API_TRIANGULATION_CONSTRAINED_DELAUNAY_2D, \
+      Triangulation::ConstrainedDelaunay2D, 2, true) \
+    X(DumpTuneImageByTriangleColor, CreateDumpTuneImageByTriangleColor, API_TUNE_IMAGE_BY_TRIANGLE_COLOR, \
+      TuneImage::ByTriangleColor, 6, true) \
+    X(DumpTuneImageByPointColor, CreateDumpTuneImageByPointColor, API_TUNE_IMAGE_BY_POINT_COLOR, \
+      TuneImage::ByPointColor, 4, true) \
+    X(DumpPointCloudSamplingGrid, CreateDumpPointCloudSamplingGrid, API_POINT_CLOUD_SAMPLING_GRID, \
+      PointCloudSampling::Grid, 2, true) \
+    X(DumpPointCloudConsolidationDetectOverlap, CreateDumpPointCloudConsolidationDetectOverlap, API_POINT_CLOUD_CONSOLIDATION_DETECT_OVERLAP, \
+      PointCloudConsolidation::DetectOverlap, 3, true) \
+    X(DumpNonRigidICP, CreateDumpNonRigidICP, API_NON_RIGID_ICP, \
+      NonRigid::ICP, 3, true) \
+    X(DumpNonRigidGlobalRegistrate, CreateDumpNonRigidGlobalRegistrate, API_NON_RIGID_GLOBAL_REGISTRATE, \
+      NonRigid::GlobalRegistrate, 2, true) \
+    X(DumpDeformPointListDeform, CreateDumpDeformPointListDeform, API_DEFORM_POINT_LIST_DEFORM, \
+      DeformPointList::Deform, 3, true) \
+    X(DumpPointCloudConsolidationNormalOrient, CreateDumpPointCloudConsolidationNormalOrient, API_POINT_CLOUD_CONSOLIDATION_NORMAL_ORIENT, \
+      PointCloudConsolidation::NormalOrient, 2, true) \
+    X(DumpDetectShapeDetectPrimitive, CreateDumpDetectShapeDetectPrimitive, API_DETECT_SHAPE_DETECT_PRIMITIVE, \
+      DetectShape::DetectPrimitive, 1, true) \
+    X(DumpDetectShapeSelectPrimitive, CreateDumpDetectShapeSelectPrimitive, API_DETECT_SHAPE_SELECT_PRIMITIVE, \
+      DetectShape::SelectPrimitive, 3, true) \
+    X(DumpGridRegistrationICP, CreateDumpGridRegistrationICP, API_GRID_REGISTRATION_ICP, \
+      GridRegistration::ICP, 3, true) \
+    X(DumpGridRegistrationAlignGrid, CreateDumpGridRegistrationAlignGrid, API_GRID_REGISTRATION_ALIGN_GRID, \
+      GridRegistration::AlignGrid, 2, true) \
+    X(DumpOptimiseCurveSmoothCurveOnMesh, CreateDumpOptimiseCurveSmoothCurveOnMesh, API_OPTIMISE_CURVE_SMOOTH_CURVE_ON_MESH, \
+      OptimiseCurve::SmoothCurveOnMesh, 4, true) \
+    X(DumpOptimiseMappingInterpolate, CreateDumpOptimiseMappingInterpolate, API_OPTIMISE_MAPPING_INTERPOLATE, \
+      OptimiseMapping::Interpolate, 3, true) \
+    X(DumpOptimiseMappingTransferToMesh, CreateDumpOptimiseMappingTransferToMesh, API_OPTIMISE_MAPPING_TRANSFER_TO_MESH, \
+      OptimiseMapping::TransferToMesh, 3, true) \
+    X(DumpOptimiseMappingInterpolateFaceImageColorIds, CreateDumpOptimiseMappingInterpolateFaceImageColorIds, API_OPTIMISE_MAPPING_INTERPOLATE_FACE_IMAGE_COLOR_IDS, \
+      OptimiseMapping::InterpolateFaceImageColorIds, 2, true) \
+    X(DumpOptimiseCurveApproximateOffset, CreateDumpOptimiseCurveApproximateOffset, API_OPTIMISE_CURVE_APPROXIMATE_OFFSET, \
+      OptimiseCurve::ApproximateOffset, 3, true) \
+    X(DumpOptimiseCurveMakeBijective, CreateDumpOptimiseCurveMakeBijective, API_OPTIMISE_CURVE_MAKE_BIJECTIVE, \
+      OptimiseCurve::MakeBijective, 1, true) \
+    X(DumpOptimiseCurveConnectFacePointsOnMesh, CreateDumpOptimiseCurveConnectFacePointsOnMesh, API_OPTIMISE_CURVE_CONNECT_FACE_POINTS_ON_MESH, \
+      OptimiseCurve::ConnectFacePointsOnMesh, 3, true) \
+    X(DumpOptimiseCurveConnectFacePointsByCuttingPlane, CreateDumpOptimiseCurveConnectFacePointsByCuttingPlane, API_OPTIMISE_CURVE_CONNECT_FACE_POINTS_BY_CUTTING_PLANE, \
+      OptimiseCurve::ConnectFacePointsByCuttingPlane, 4, true) \
+    X(DumpOptimiseCurveSmoothCurveCrossMesh, CreateDumpOptimiseCurveSmoothCurveCrossMesh, API_OPTIMISE_CURVE_SMOOTH_CURVE_CROSS_MESH, \
+      OptimiseCurve::SmoothCurveCrossMesh, 3, true) \
+    X(DumpOptimiseMappingProjectToMesh, CreateDumpOptimiseMappingProjectToMesh, API_OPTIMISE_MAPPING_PROJECT_TO_MESH, \
+      OptimiseMapping::ProjectToMesh, 2, true) \
+    X(DumpOptimiseMappingFuseImageColorIds, CreateDumpOptimiseMappingFuseImageColorIds, API_OPTIMISE_MAPPING_FUSE_IMAGE_COLOR_IDS, \
+      OptimiseMapping::FuseImageColorIds, 3, true) \
+    X(DumpTuneTextureImageColor, CreateDumpTuneTextureImageColor, API_TUNE_TEXTURE_IMAGE_COLOR, \
+      TuneTextureImage::Color, 3, true) \
+    X(DumpOptimiseCurveConnectVertexByCuttingPlane, CreateDumpOptimiseCurveConnectVertexByCuttingPlane, API_OPTIMISE_CURVE_CONNECT_VERTEX_BY_CUTTING_PLANE, \
+      OptimiseCurve::ConnectVertexByCuttingPlane, 4, true) \
+    X(DumpDigitalReliefCompressHeightField, CreateDumpDigitalReliefCompressHeightField, API_DIGITAL_RELIEF_COMPRESS_HEIGHT_FIELD, \
+      DigitalRelief::CompressHeightField, 4, true)
 
-class ORVO_API DumpMeshConsolidationMakeManifold : public DumpPendingRecord<API_MESH_CONSOLIDATION_MAKE_MANIFOLD, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshConsolidationGeometry : public DumpPendingRecord<API_MESH_CONSOLIDATION_GEOMETRY, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpFindMeshHole : public DumpPendingRecord<API_FIND_MESH_HOLE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpFillMeshHole : public DumpPendingRecord<API_FILL_MESH_HOLE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshFilterLaplaceSmooth : public DumpPendingRecord<API_MESH_FILTER_LAPLACE_SMOOTH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshFilterEnhanceDetail : public DumpPendingRecord<API_MESH_FILTER_ENHANCE_DETAIL, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshMeasureSectionApproximate : public DumpPendingRecord<API_MESH_MEASURE_SECTION_APPROXIMATE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSubdivisionLoop : public DumpPendingRecord<API_MESH_SUBDIVISION_LOOP, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSimplificationQuadric : public DumpPendingRecord<API_MESH_SIMPLIFICATION_QUADRIC, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshMeasureSectionExact : public DumpPendingRecord<API_MESH_MEASURE_SECTION_EXACT, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshConsolidationRemoveGeometryNoise : public DumpPendingRecord<API_MESH_CONSOLIDATION_REMOVE_GEOMETRY_NOISE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSubdivisionDensify : public DumpPendingRecord<API_MESH_SUBDIVISION_DENSIFY, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSplitInsertSplitLineByEdgePoints : public DumpPendingRecord<API_MESH_SPLIT_INSERT_SPLIT_LINE_BY_EDGE_POINTS, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSimplificationTextureCoord : public DumpPendingRecord<API_MESH_SIMPLIFICATION_TEXTURE_COORD, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpCreateTextureImageByVertexColors : public DumpPendingRecord<API_CREATE_TEXTURE_IMAGE_BY_VERTEX_COLORS, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpCreateTextureImageByRefImages : public DumpPendingRecord<API_CREATE_TEXTURE_IMAGE_BY_REF_IMAGES, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpBridgeEdges : public DumpPendingRecord<API_BRIDGE_EDGES, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSplitByPlane : public DumpPendingRecord<API_MESH_SPLIT_BY_PLANE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOffsetMeshUniformApproximate : public DumpPendingRecord<API_OFFSET_MESH_UNIFORM_APPROXIMATE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSamplingUniform : public DumpPendingRecord<API_MESH_SAMPLING_UNIFORM, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshQueryTool : public DumpPendingRecord<API_MESH_QUERY_TOOL, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTriangulationConstrainedDelaunayOptimization : public DumpPendingRecord<API_TRIANGULATION_CONSTRAINED_DELAUNAY_OPTIMIZATION, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSimplificationByRemovingVertex : public DumpPendingRecord<API_MESH_SIMPLIFICATION_BY_REMOVING_VERTEX, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpRemeshUniform : public DumpPendingRecord<API_REMESH_UNIFORM, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTriangulationMutualTessellation : public DumpPendingRecord<API_TRIANGULATION_MUTUAL_TESSELLATION, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTriangulationCentroidVoronoiOptimization : public DumpPendingRecord<API_TRIANGULATION_CENTROID_VORONOI_OPTIMIZATION, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTuneMeshColorFromMultiPatch : public DumpPendingRecord<API_TUNE_MESH_COLOR_FROM_MULTI_PATCH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshMeasurePrincipalCurvature : public DumpPendingRecord<API_MESH_MEASURE_PRINCIPAL_CURVATURE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshMeasureThickness : public DumpPendingRecord<API_MESH_MEASURE_THICKNESS, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpDeformMeshInit : public DumpPendingRecord<API_DEFORM_MESH_INIT, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpDeformMeshDeform : public DumpPendingRecord<API_DEFORM_MESH_DEFORM, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSplitInsertSplitLinesByFacePoints : public DumpPendingRecord<API_MESH_SPLIT_INSERT_SPLIT_LINES_BY_FACE_POINTS, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpMeshSubdivisionInsertPointsOnMesh : public DumpPendingRecord<API_MESH_SUBDIVISION_INSERT_POINTS_ON_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudConsolidationNormalSmoothing : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_NORMAL_SMOOTHING, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudConsolidationNormalCalculation : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_NORMAL_CALCULATION, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudConsolidationSmoothByNormal : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_SMOOTH_BY_NORMAL, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudConsolidationCalculateIsolation : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_CALCULATE_ISOLATION, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudReconstructMesh : public DumpPendingRecord<API_POINT_CLOUD_RECONSTRUCT_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpRegistrationAlignPointCloudFast : public DumpPendingRecord<API_REGISTRATION_ALIGN_POINT_CLOUD_FAST, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpRegistrationICP : public DumpPendingRecord<API_REGISTRATION_ICP, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpRegistrationAlignPointCloud : public DumpPendingRecord<API_REGISTRATION_ALIGN_POINT_CLOUD, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudSamplingUniform : public DumpPendingRecord<API_POINT_CLOUD_SAMPLING_UNIFORM, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpRegistrationAlignPointCloudByMark : public DumpPendingRecord<API_REGISTRATION_ALIGN_POINT_CLOUD_BY_MARK, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpRegistrationGlobal : public DumpPendingRecord<API_REGISTRATION_GLOBAL, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpFusePointCloudUpdate : public DumpPendingRecord<API_FUSE_POINT_CLOUD_UPDATE, STATUS_SUCCESS> {};
-class ORVO_API DumpFusePointCloudExtract : public DumpPendingRecord<API_FUSE_POINT_CLOUD_EXTRACT, STATUS_SUCCESS> {};
-class ORVO_API DumpPointCloudConsolidationNormalReversing : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_NORMAL_REVERSING, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpSumPointCloudUpdate : public DumpPendingRecord<API_SUM_POINT_CLOUD_UPDATE, STATUS_SUCCESS> {};
-class ORVO_API DumpSumPointCloudExtract : public DumpPendingRecord<API_SUM_POINT_CLOUD_EXTRACT, STATUS_SUCCESS> {};
-class ORVO_API DumpTuneColorFromSingleLight : public DumpPendingRecord<API_TUNE_COLOR_FROM_SINGLE_LIGHT, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudSamplingGeometry : public DumpPendingRecord<API_POINT_CLOUD_SAMPLING_GEOMETRY, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpFitPointCloudUniform : public DumpPendingRecord<API_FIT_POINT_CLOUD_UNIFORM, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpSignedDistanceFunctionUpdate : public DumpPendingRecord<API_SIGNED_DISTANCE_FUNCTION_UPDATE, STATUS_SUCCESS> {};
-class ORVO_API DumpSignedDistanceFunctionExtract : public DumpPendingRecord<API_SIGNED_DISTANCE_FUNCTION_EXTRACT, STATUS_SUCCESS> {};
-class ORVO_API DumpPointCloudConsolidationGeometrySmoothing : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_GEOMETRY_SMOOTHING, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTuneTextureImageByVertexColor : public DumpPendingRecord<API_TUNE_TEXTURE_IMAGE_BY_VERTEX_COLOR, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTuneColorFromMultiFrame : public DumpPendingRecord<API_TUNE_COLOR_FROM_MULTI_FRAME, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudSimplify : public DumpPendingRecord<API_POINT_CLOUD_SIMPLIFY, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTriangulationConstrainedDelaunay2D : public DumpPendingRecord<API_TRIANGULATION_CONSTRAINED_DELAUNAY_2D, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTuneImageByTriangleColor : public DumpPendingRecord<API_TUNE_IMAGE_BY_TRIANGLE_COLOR, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTuneImageByPointColor : public DumpPendingRecord<API_TUNE_IMAGE_BY_POINT_COLOR, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudSamplingGrid : public DumpPendingRecord<API_POINT_CLOUD_SAMPLING_GRID, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudConsolidationDetectOverlap : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_DETECT_OVERLAP, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpNonRigidICP : public DumpPendingRecord<API_NON_RIGID_ICP, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpNonRigidGlobalRegistrate : public DumpPendingRecord<API_NON_RIGID_GLOBAL_REGISTRATE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpDeformPointListDeform : public DumpPendingRecord<API_DEFORM_POINT_LIST_DEFORM, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpPointCloudConsolidationNormalOrient : public DumpPendingRecord<API_POINT_CLOUD_CONSOLIDATION_NORMAL_ORIENT, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpDetectShapeDetectPrimitive : public DumpPendingRecord<API_DETECT_SHAPE_DETECT_PRIMITIVE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpDetectShapeSelectPrimitive : public DumpPendingRecord<API_DETECT_SHAPE_SELECT_PRIMITIVE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpGridRegistrationICP : public DumpPendingRecord<API_GRID_REGISTRATION_ICP, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpGridRegistrationAlignGrid : public DumpPendingRecord<API_GRID_REGISTRATION_ALIGN_GRID, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveSmoothCurveOnMesh : public DumpPendingRecord<API_OPTIMISE_CURVE_SMOOTH_CURVE_ON_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseMappingInterpolate : public DumpPendingRecord<API_OPTIMISE_MAPPING_INTERPOLATE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseMappingTransferToMesh : public DumpPendingRecord<API_OPTIMISE_MAPPING_TRANSFER_TO_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveApproximateOffset : public DumpPendingRecord<API_OPTIMISE_CURVE_APPROXIMATE_OFFSET, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveMakeBijective : public DumpPendingRecord<API_OPTIMISE_CURVE_MAKE_BIJECTIVE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveConnectFacePointsOnMesh : public DumpPendingRecord<API_OPTIMISE_CURVE_CONNECT_FACE_POINTS_ON_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveConnectFacePointsByCuttingPlane : public DumpPendingRecord<API_OPTIMISE_CURVE_CONNECT_FACE_POINTS_BY_CUTTING_PLANE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveSmoothCurveCrossMesh : public DumpPendingRecord<API_OPTIMISE_CURVE_SMOOTH_CURVE_CROSS_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseMappingProjectToMesh : public DumpPendingRecord<API_OPTIMISE_MAPPING_PROJECT_TO_MESH, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseMappingFuseImageColorIds : public DumpPendingRecord<API_OPTIMISE_MAPPING_FUSE_IMAGE_COLOR_IDS, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpTuneTextureImageColor : public DumpPendingRecord<API_TUNE_TEXTURE_IMAGE_COLOR, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseCurveConnectVertexByCuttingPlane : public DumpPendingRecord<API_OPTIMISE_CURVE_CONNECT_VERTEX_BY_CUTTING_PLANE, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpDigitalReliefCompressHeightField : public DumpPendingRecord<API_DIGITAL_RELIEF_COMPRESS_HEIGHT_FIELD, STATUS_NOT_AVAILABLE> {};
-class ORVO_API DumpOptimiseMappingInterpolateFaceImageColorIds : public DumpPendingRecord<API_OPTIMISE_MAPPING_INTERPOLATE_FACE_IMAGE_COLOR_IDS, STATUS_NOT_AVAILABLE> {};
-
-// Factories: a new default record, owned by the caller.
-ORVO_API DumpBase* CreateDumpMeshConsolidationMakeManifold();
-ORVO_API DumpBase* CreateDumpMeshConsolidationGeometry();
-ORVO_API DumpBase* CreateDumpFindMeshHole();
-ORVO_API DumpBase* CreateDumpFillMeshHole();
-ORVO_API DumpBase* CreateDumpMeshFilterLaplaceSmooth();
-ORVO_API DumpBase* CreateDumpMeshFilterEnhanceDetail();
-ORVO_API DumpBase* CreateDumpMeshMeasureSectionApproximate();
-ORVO_API DumpBase* CreateDumpMeshSubdivisionLoop();
-ORVO_API DumpBase* CreateDumpMeshSimplificationQuadric();
-ORVO_API DumpBase* CreateDumpMeshMeasureSectionExact();
-ORVO_API DumpBase* CreateDumpMeshConsolidationRemoveGeometryNoise();
-ORVO_API DumpBase* CreateDumpMeshSubdivisionDensify();
-ORVO_API DumpBase* CreateDumpMeshSplitInsertSplitLineByEdgePoints();
-ORVO_API DumpBase* CreateDumpMeshSimplificationTextureCoord();
-ORVO_API DumpBase* CreateDumpTextureImageByVertexColor();
-ORVO_API DumpBase* CreateDumpTextureImageByRefImages();
-ORVO_API DumpBase* CreateDumpBridgeEdges();
-ORVO_API DumpBase* CreateDumpMeshSplitByPlane();
-ORVO_API DumpBase* CreateDumpOffsetMeshUniformApproximate();
-ORVO_API DumpBase* CreateDumpMeshSamplingUniform();
-ORVO_API DumpBase* CreateDumpMeshQueryTool();
-ORVO_API DumpBase* CreateDumpTriangulationConstrainedDelaunayOptimization();
-ORVO_API DumpBase* CreateDumpMeshSimplificationByRemovingVertex();
-ORVO_API DumpBase* CreateDumpRemeshUniform();
-ORVO_API DumpBase* CreateDumpTriangulationMutualTessellation();
-ORVO_API DumpBase* CreateDumpTriangulationCentroidVoronoiOptimization();
-ORVO_API DumpBase* CreateDumpTuneMeshColorFromMultiPatch();
-ORVO_API DumpBase* CreateDumpMeshMeasurePrincipalCurvature();
-ORVO_API DumpBase* CreateDumpMeshMeasureThickness();
-ORVO_API DumpBase* CreateDumpDeformMeshInit();
-ORVO_API DumpBase* CreateDumpDeformMeshDeform();
-ORVO_API DumpBase* CreateDumpMeshSplitInsertSplitLinesByFacePoints();
-ORVO_API DumpBase* CreateDumpMeshSubdivisionInsertPointsOnMesh();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationNormalSmoothing();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationNormalCalculation();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationSmoothByNormal();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationCalculateIsolation();
-ORVO_API DumpBase* CreateDumpPointCloudReconstructMesh();
-ORVO_API DumpBase* CreateDumpRegistrationAlignPointCloudFast();
-ORVO_API DumpBase* CreateDumpRegistrationICP();
-ORVO_API DumpBase* CreateDumpRegistrationAlignPointCloud();
-ORVO_API DumpBase* CreateDumpPointCloudSamplingUniform();
-ORVO_API DumpBase* CreateDumpRegistrationAlignPointCloudByMark();
-ORVO_API DumpBase* CreateDumpRegistrationGlobal();
-ORVO_API DumpBase* CreateDumpFusePointCloudUpdate();
-ORVO_API DumpBase* CreateDumpFusePointCloudExtract();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationNormalReversing();
-ORVO_API DumpBase* CreateDumpSumPointCloudUpdate();
-ORVO_API DumpBase* CreateDumpSumPointCloudExtract();
-ORVO_API DumpBase* CreateDumpTuneColorFromSingleLight();
-ORVO_API DumpBase* CreateDumpPointCloudSamplingGeometry();
-ORVO_API DumpBase* CreateDumpFitPointCloudUniform();
-ORVO_API DumpBase* CreateDumpSignedDistanceFunctionUpdate();
-ORVO_API DumpBase* CreateDumpSignedDistanceFunctionExtract();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationGeometrySmoothing();
-ORVO_API DumpBase* CreateDumpTuneTextureImageByVertexColor();
-ORVO_API DumpBase* CreateDumpTuneColorFromMultiFrame();
-ORVO_API DumpBase* CreateDumpPointCloudSimplify();
-ORVO_API DumpBase* CreateDumpTriangulationConstrainedDelaunay2D();
-ORVO_API DumpBase* CreateDumpTuneImageByTriangleColor();
-ORVO_API DumpBase* CreateDumpTuneImageByPointColor();
-ORVO_API DumpBase* CreateDumpPointCloudSamplingGrid();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationDetectOverlap();
-ORVO_API DumpBase* CreateDumpNonRigidICP();
-ORVO_API DumpBase* CreateDumpNonRigidGlobalRegistrate();
-ORVO_API DumpBase* CreateDumpDeformPointListDeform();
-ORVO_API DumpBase* CreateDumpPointCloudConsolidationNormalOrient();
-ORVO_API DumpBase* CreateDumpDetectShapeDetectPrimitive();
-ORVO_API DumpBase* CreateDumpDetectShapeSelectPrimitive();
-ORVO_API DumpBase* CreateDumpGridRegistrationICP();
-ORVO_API DumpBase* CreateDumpGridRegistrationAlignGrid();
-ORVO_API DumpBase* CreateDumpOptimiseCurveSmoothCurveOnMesh();
-ORVO_API DumpBase* CreateDumpOptimiseMappingInterpolate();
-ORVO_API DumpBase* CreateDumpOptimiseMappingTransferToMesh();
-ORVO_API DumpBase* CreateDumpOptimiseCurveApproximateOffset();
-ORVO_API DumpBase* CreateDumpOptimiseCurveMakeBijective();
-ORVO_API DumpBase* CreateDumpOptimiseCurveConnectFacePointsOnMesh();
-ORVO_API DumpBase* CreateDumpOptimiseCurveConnectFacePointsByCuttingPlane();
-ORVO_API DumpBase* CreateDumpOptimiseCurveSmoothCurveCrossMesh();
-ORVO_API DumpBase* CreateDumpOptimiseMappingProjectToMesh();
-ORVO_API DumpBase* CreateDumpOptimiseMappingFuseImageColorIds();
-ORVO_API DumpBase* CreateDumpTuneTextureImageColor();
-ORVO_API DumpBase* CreateDumpOptimiseCurveConnectVertexByCuttingPlane();
-ORVO_API DumpBase* CreateDumpDigitalReliefCompressHeightField();
-ORVO_API DumpBase* CreateDumpOptimiseMappingInterpolateFaceImageColorIds();
+#define ORVO_DUMP_DECLARE_RECORD(Name, Factory, Api, Function, InputCount, Live)     \
+    class ORVO_API Name : public DumpRecordOf<Name, Api, &Function, InputCount, Live> { \
+    public:                                                                           \
+        static const char* ClassName() { return #Name; }                              \
+    };                                                                                \
+    ORVO_API DumpBase* Factory();
+ORVO_DUMP_RECORD_LIST(ORVO_DUMP_DECLARE_RECORD)
+#undef ORVO_DUMP_DECLARE_RECORD
 
 }  // namespace ORVO

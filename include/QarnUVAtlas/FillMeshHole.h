@@ -22,6 +22,19 @@ public:
     // gives an empty list.
     // Returns 0, or -2 for a null argument or a vertex id out of range.
     static int FindHoles(const ITriMesh* triMesh, std::vector<std::vector<int>>* holes);
+
+    // Not in this build: the entry points below return STATUS_NOT_AVAILABLE
+    // (-8) at once, touching neither their arguments nor the log.
+    // Closes the boundary loop `holeLoop` (vertex ids in walking order); smoothFill bends the patch to its
+    // rim.
+    static int FillHole(ITriMesh* triMesh, const std::vector<int>& holeLoop, bool smoothFill);
+    // Joins two boundary paths with a strip of triangles.
+    static int BridgeEdges(ITriMesh* triMesh, const std::vector<int>& edgeVertices0,
+                           const std::vector<int>& edgeVertices1);
+    // Joins boundary edges pairwise (ids a0 b0 a1 b1 ... per pair) with two triangles each.
+    static int BridgeOneToOneEdges(ITriMesh* triMesh, const std::vector<int>& edgePairs);
+    // Closes every hole with at most that many edges.
+    static int FillAllHoles(ITriMesh* triMesh, int maxHoleEdgeCount);
 };
 
 }  // namespace ORVO

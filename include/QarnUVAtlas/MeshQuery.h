@@ -27,6 +27,9 @@ public:
     // one. Returns 0, or -2 (logged, leaving the tool empty) for a null mesh, a
     // mesh without triangles or a triangle with a vertex id out of range.
     int Build(const ITriMesh* triMesh);
+    // The same as a call: builds `tool` (not null) over triMesh. Returns as
+    // Build, or -2 for a null tool.
+    static int BuildTool(const ITriMesh* triMesh, MeshQueryTool* tool);
     // Drops the hierarchy; queries then return -5.
     void Clear();
     bool IsBuilt() const;

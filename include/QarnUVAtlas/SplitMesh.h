@@ -25,6 +25,20 @@ public:
     // or a vertex whose faces form several fans), leaving the mesh untouched.
     static int SplitByLines(ITriMesh* triMesh, const std::vector<std::vector<int>>& lines,
                             std::vector<int>* vertexOrigins);
+
+    // Not in this build: the entry points below return STATUS_NOT_AVAILABLE
+    // (-8) at once, touching neither their arguments nor the log.
+    // Inserts a vertex on each edge (a, b) at its parameter and links them into one line of edges. Output:
+    // lineVertexIds.
+    static int InsertSplitLineByEdgePoints(ITriMesh* triMesh, const std::vector<int>& edgeVertexPairs,
+                                           const std::vector<double>& edgeParams, std::vector<int>* lineVertexIds);
+    // Cuts the mesh along the plane; faceSides gets 0 or 1 per result face. Output: faceSides.
+    static int SplitByPlane(ITriMesh* triMesh, const Vector3& planePoint, const Vector3& planeNormal,
+                            std::vector<int>* faceSides);
+    // Inserts the points and links consecutive ones by edges along the surface. Output: lines.
+    static int InsertSplitLinesByFacePoints(ITriMesh* triMesh, const std::vector<int>& faceIds,
+                                            const std::vector<Vector3>& points,
+                                            std::vector<std::vector<int>>* lines);
 };
 
 }  // namespace ORVO

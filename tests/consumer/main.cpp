@@ -1,5 +1,9 @@
 // Uses the installed library through its public headers only: constants, the
-// log, the clock, the progress value, geometry types, a mesh and the pool.
+// log, the clock, the progress value, geometry types, a mesh, the pool and
+// the records of recorded calls.
+#include <QarnUVAtlas/Dump.h>
+#include <QarnUVAtlas/DumpRecords.h>
+#include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/Primitives.h>
 #include <QarnUVAtlas/Threads.h>
@@ -77,6 +81,18 @@ int main() {
     Check(mesh.GetVertexCount() == 3 && mesh.GetTriangleCount() == 1 &&
               mesh.GetTriangleNormal(0) == n,
           "TriMesh with one triangle");
+
+    // A record made by the library's registry is the client's class too, and
+    // its generic replay reaches the library's entry point.
+    ORVO::RegisterDumpInfo();
+    ORVO::DumpBase* record = ORVO::DumpManager::Get()->GetDumpInstance(ORVO::API_MESH_FILTER_LAPLACE_SMOOTH);
+    Check(dynamic_cast<ORVO::DumpMeshFilterLaplaceSmooth*>(record) != nullptr, "registry gives the record class");
+    Check(record != nullptr && record->Run() == ORVO::STATUS_NOT_AVAILABLE, "generic record replays to -8");
+    delete record;
+    ORVO::DumpBase* atlas = ORVO::CreateDumpMeshUnfoldGenerateUVAtlas();
+    Check(atlas->GetApiName() == ORVO::API_MESH_UNFOLD_GENERATE_UV_ATLAS && atlas->GetTriMesh(0) == nullptr,
+          "atlas record before loading");
+    delete atlas;
 
     std::atomic<int> counter{0};
     {
