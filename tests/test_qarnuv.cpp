@@ -362,10 +362,22 @@ TEST(Qarnuv, RecordAndReplayTheAtlasCall) {
         ASSERT_TRUE(p.x >= -1e-12 && p.x <= 1 + 1e-12 && p.y >= -1e-12 && p.y <= 1 + 1e-12 && p.z == 0.0) << v;
     }
 
-    // The text summary names the record, the status and the mesh.
-    r = RunProgram({kQarnuv, "replay", dump}, dir.Path());
+    // The text summary names the record, the status and the mesh; --inputs
+    // gives back the recorded mesh itself.
+    r = RunProgram({kQarnuv, "replay", dump, "--inputs", "recorded.obj"}, dir.Path());
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.out.compare(0, 50, "DumpMeshUnfoldGenerateUVAtlas: status 0 (success),"), 0) << r.out;
+    lines = Lines(r.out);
+    ASSERT_EQ(lines.size(), 2u) << r.out;
+    EXPECT_EQ(lines[0], "wrote recorded.obj");
+    EXPECT_EQ(lines[1].compare(0, 50, "DumpMeshUnfoldGenerateUVAtlas: status 0 (success),"), 0) << r.out;
+    TriMesh recorded;
+    ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "recorded.obj", &recorded), 0);
+    ASSERT_EQ(recorded.GetVertexCount(), torus.GetVertexCount());
+    ASSERT_EQ(recorded.GetTriangleCount(), torus.GetTriangleCount());
+    for (int v = 0; v < torus.GetVertexCount(); ++v)
+        meshcheck::ExpectVec(recorded.GetVertexCoord(v), torus.GetVertexCoord(v), 1e-12);
+    for (int f = 0; f < torus.GetTriangleCount(); ++f)
+        for (int k = 0; k < 3; ++k) ASSERT_EQ(recorded.GetTriangle(f)[k], torus.GetTriangle(f)[k]);
 }
 
 TEST(Qarnuv, ReplayRefusesWhatItCannotRun) {

@@ -119,6 +119,7 @@ int RunStats(const StatsCommand& command);
 struct ReplayCommand {
     std::string dumpFile;
     std::string output;  // empty: nothing is written
+    std::string inputs;  // the record's meshes as loaded, before the run; empty: not written
     bool json = false;
 };
 // Loads a dump file into the record its first number names, runs it and

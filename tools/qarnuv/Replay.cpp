@@ -53,6 +53,63 @@ struct ReplayedMesh {
     const std::vector<double>* texCoords = nullptr;  // per vertex, packing charts only
 };
 
+// The meshes and clouds the record holds now, a packing chart with its
+// coordinate list.
+std::vector<ReplayedMesh> RecordMeshes(ORVO::DumpBase& record) {
+    std::vector<ReplayedMesh> items;
+    auto* packing = dynamic_cast<ORVO::DumpMeshUnfoldPackUVAtlas*>(&record);
+    for (int i = 0; i < kMaxRecordMeshes; ++i) {
+        ReplayedMesh item;
+        item.mesh = record.GetTriMesh(i);
+        if (item.mesh == nullptr) break;
+        if (packing != nullptr && static_cast<size_t>(i) < packing->mUVCoords.size() &&
+            packing->mUVCoords[i].size() == 2 * static_cast<size_t>(item.mesh->GetVertexCount()))
+            item.texCoords = &packing->mUVCoords[i];
+        items.push_back(item);
+    }
+    for (int i = 0; i < kMaxRecordMeshes; ++i) {
+        ReplayedMesh item;
+        item.cloud = record.GetPointCloud(i);
+        if (item.cloud == nullptr) break;
+        items.push_back(item);
+    }
+    return items;
+}
+
+// Writes every item to `out` (OUT_1, OUT_2, ... for several); meshes without
+// a triangle are skipped with a note. False, with the error printed, when a
+// file cannot be written.
+bool WriteRecordMeshes(const std::vector<ReplayedMesh>& items, const std::string& out, bool quiet) {
+    const int count = static_cast<int>(items.size());
+    for (int i = 0; i < count; ++i) {
+        const std::string name = OutputName(out, i, count);
+        const ReplayedMesh& item = items[i];
+        if (item.mesh != nullptr && item.mesh->GetTriangleCount() == 0) {
+            if (!quiet) std::printf("%s not written: the mesh has no triangle\n", name.c_str());
+            continue;
+        }
+        int written;
+        if (item.mesh != nullptr) {
+            std::vector<int> corners;
+            if (item.texCoords != nullptr) {
+                corners.resize(3 * static_cast<size_t>(item.mesh->GetTriangleCount()));
+                for (int f = 0; f < item.mesh->GetTriangleCount(); ++f)
+                    item.mesh->GetTriangleVertexIds(f, &corners[3 * static_cast<size_t>(f)]);
+            }
+            written = ORVO::Parser::ExportTriMesh(name, item.mesh, item.texCoords,
+                                                 item.texCoords != nullptr ? &corners : nullptr);
+        } else {
+            written = ORVO::Parser::ExportPointCloud(name, item.cloud);
+        }
+        if (written != ORVO::STATUS_SUCCESS) {
+            PrintError(ORVO::Parser::GetLastError());
+            return false;
+        }
+        if (!quiet) std::printf("wrote %s\n", name.c_str());
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string StatusMeaning(int status) {
@@ -87,6 +144,9 @@ int RunReplay(const ReplayCommand& command) {
     double seconds = 0.0;
     try {
         record->LoadDumpFile(command.dumpFile);
+        // The call's own inputs, for rerunning them with other settings.
+        if (!command.inputs.empty() && !WriteRecordMeshes(RecordMeshes(*record), command.inputs, command.json))
+            return 1;
         const auto start = std::chrono::steady_clock::now();
         status = record->Run();
         seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -95,26 +155,7 @@ int RunReplay(const ReplayCommand& command) {
         return 1;
     }
 
-    std::vector<ReplayedMesh> outputs;
-    auto* packing = dynamic_cast<ORVO::DumpMeshUnfoldPackUVAtlas*>(record.get());
-    for (int i = 0; i < kMaxRecordMeshes; ++i) {
-        ORVO::TriMesh* mesh = record->GetTriMesh(i);
-        if (mesh == nullptr) break;
-        ReplayedMesh item;
-        item.mesh = mesh;
-        if (packing != nullptr && static_cast<size_t>(i) < packing->mUVCoords.size() &&
-            packing->mUVCoords[i].size() == 2 * static_cast<size_t>(mesh->GetVertexCount()))
-            item.texCoords = &packing->mUVCoords[i];
-        outputs.push_back(item);
-    }
-    for (int i = 0; i < kMaxRecordMeshes; ++i) {
-        ORVO::PointCloud* cloud = record->GetPointCloud(i);
-        if (cloud == nullptr) break;
-        ReplayedMesh item;
-        item.cloud = cloud;
-        outputs.push_back(item);
-    }
-
+    const std::vector<ReplayedMesh> outputs = RecordMeshes(*record);
     std::string sizes, vertices, faces;
     for (const ReplayedMesh& item : outputs) {
         const int v = item.mesh ? item.mesh->GetVertexCount() : item.cloud->GetPointCount();
@@ -141,34 +182,7 @@ int RunReplay(const ReplayCommand& command) {
         return 1;
     }
     if (command.output.empty()) return 0;
-    const int count = static_cast<int>(outputs.size());
-    for (int i = 0; i < count; ++i) {
-        const std::string name = OutputName(command.output, i, count);
-        const ReplayedMesh& item = outputs[i];
-        if (item.mesh != nullptr && item.mesh->GetTriangleCount() == 0) {
-            if (!command.json) std::printf("%s not written: the mesh has no triangle\n", name.c_str());
-            continue;
-        }
-        int written;
-        if (item.mesh != nullptr) {
-            std::vector<int> corners;
-            if (item.texCoords != nullptr) {
-                corners.resize(3 * static_cast<size_t>(item.mesh->GetTriangleCount()));
-                for (int f = 0; f < item.mesh->GetTriangleCount(); ++f)
-                    item.mesh->GetTriangleVertexIds(f, &corners[3 * static_cast<size_t>(f)]);
-            }
-            written = ORVO::Parser::ExportTriMesh(name, item.mesh, item.texCoords,
-                                                 item.texCoords != nullptr ? &corners : nullptr);
-        } else {
-            written = ORVO::Parser::ExportPointCloud(name, item.cloud);
-        }
-        if (written != ORVO::STATUS_SUCCESS) {
-            PrintError(ORVO::Parser::GetLastError());
-            return 1;
-        }
-        if (!command.json) std::printf("wrote %s\n", name.c_str());
-    }
-    return 0;
+    return WriteRecordMeshes(outputs, command.output, command.json) ? 0 : 1;
 }
 
 }  // namespace qarnuv

@@ -2,7 +2,7 @@
 //   qarnuv unwrap IN OUT [--charts N | --auto] [--resolution R] [--gap T]
 //                        [--threads N] [--preview atlas.png] [--json]
 //   qarnuv stats ATLAS [--json]
-//   qarnuv replay FILE.dump [--out OUT.obj|.ply] [--json]
+//   qarnuv replay FILE.dump [--out OUT.obj|.ply] [--inputs IN.obj|.ply] [--json]
 //   qarnuv demo [--out DIR]
 // Exit status 0 on success; otherwise one "qarnuv: error: ..." line on
 // standard error and status 1 (a failed run) or 2 (wrong arguments).
@@ -52,6 +52,7 @@ int main(int argc, char** argv) {
     CLI::App* replayApp = app.add_subcommand("replay", "run a call recorded in a .dump file again");
     replayApp->add_option("FILE", replay.dumpFile, "dump file written by a recording")->required();
     replayApp->add_option("--out", replay.output, "write the record's meshes here (.obj or .ply; OUT_1, OUT_2, ... for several)");
+    replayApp->add_option("--inputs", replay.inputs, "also write the record's meshes as loaded, before the call");
     replayApp->add_flag("--json", replay.json, "print the summary as one JSON line");
 
     qarnuv::DemoCommand demo;
