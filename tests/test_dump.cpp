@@ -461,6 +461,18 @@ TEST(DumpLoading, TruncatedMeshKeepsWhatWasWhole) {
     EXPECT_EQ(record.mChartCount, 0);  // the fields after the cut read as nothing
 }
 
+// A number too large for its field reads as the largest value (what the
+// failed extraction gives) and ends the reading: nothing after it is taken.
+TEST(DumpLoading, OverflowingNumberEndsTheRead) {
+    InScratchDir dir;
+    WriteText(dir / "big.dump", "16\n3\n0 0 0\n1 0 0\n0 1 0\n1\n0 1 2\n6\n0 0 1 0 0 1 99999999999999999999\n1\n0 ");
+    DumpMeshUnfoldOptimizeIsometric record;
+    record.LoadDumpFile(dir / "big.dump");
+    EXPECT_EQ(record.mUVCoords.size(), 6u);
+    EXPECT_EQ(record.mIterationCount, std::numeric_limits<int>::max());
+    EXPECT_TRUE(record.mFixedVertexIndex.empty());
+}
+
 TEST(DumpRecords, CopiesAreDeep) {
     DumpMeshUnfoldConformal record;
     record.mpTriMesh.reset(new TriMesh(OneTriangle()));
