@@ -12,6 +12,7 @@
 #include "unfold/AtlasStatistics.h"
 #include "unfold/InputRepair.h"
 #include "unfold/TinyPiece.h"
+#include "unfold/packing/ChartBundles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -248,7 +249,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
 
         // A fragment of a few faces is laid flat directly and becomes a chart
         // as it is; one the direct layout cannot take goes the full route.
-        if (settings.directTinyPieces && lineCount == 0 && faces.size() <= kTinyPieceFaces) {
+        if (settings.fragmentsInBulk && lineCount == 0 && faces.size() <= kTinyPieceFaces) {
             std::unique_ptr<TriMesh> chart;
             std::vector<double> uv;
             if (_FlattenTinyPiece(triMesh, faces, frame.centre, frame.scale, chart, uv)) {
@@ -315,7 +316,9 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         chartCoords[i].swap(charts.texCoords[order[i]]);
     }
 
-    status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    status = settings.fragmentsInBulk
+                 ? _PackChartsInBundles(chartMeshes, chartCoords, settings.resolution, settings.gapTexels, nullptr)
+                 : UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
     if (status != STATUS_SUCCESS) return status;
     progress.SetProgress(0.975);
 
@@ -390,7 +393,7 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.gapTexels = options.gapTexels;
     settings.weldVertices = options.weldVertices;
     settings.orientFaces = options.orientFaces;
-    settings.directTinyPieces = true;
+    settings.fragmentsInBulk = true;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,

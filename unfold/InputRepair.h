@@ -24,12 +24,14 @@ constexpr double kWeldTolerance = 1e-6;
 int _WeldVertices(const ITriMesh* mesh, double tolerance, std::vector<int>& keptVertex);
 
 // Orients the faces of every piece joined through edges with exactly two
-// faces: a face is turned where it runs a shared edge in the same direction
-// as its neighbour. Each piece keeps the orientation of the larger part of
-// its area. `corners` holds 3 vertex ids per face, `coords` the positions
-// (3 per vertex). Writes turned[f] = 1 for each face to turn and returns
-// their number. A piece that cannot be oriented (a Moebius strip) keeps an
-// edge whose two faces disagree; cutting the mesh there is left to the
+// faces. Faces that already agree across such edges form patches, which keep
+// the caller's orientation; a patch is turned where it runs a shared edge the
+// same way as a neighbouring patch, and each piece keeps the orientation of
+// the larger part of its area. `corners` holds 3 vertex ids per face,
+// `coords` the positions (3 per vertex). Writes turned[f] = 1 for each face
+// to turn and returns their number. A piece that cannot be oriented (a
+// Moebius strip) keeps edges whose two faces disagree, where the caller's
+// faces already did if it can; cutting the mesh there is left to the
 // manifold repair, which never glues such an edge.
 int _OrientFaces(const std::vector<int>& corners, const std::vector<double>& coords, int vertexCount,
                  std::vector<char>& turned);

@@ -6,6 +6,8 @@
 #include "unfold/UndirectedEdgeTable.h"
 
 #include <cmath>
+#include <utility>
+#include <vector>
 
 namespace ORVO {
 namespace {
@@ -32,43 +34,77 @@ int _OrientFaces(const std::vector<int>& corners, const std::vector<double>& coo
     const int faceCount = static_cast<int>(corners.size() / 3);
     UndirectedEdgeTable edges;
     edges.Build(corners, vertexCount);
-    turned.assign(faceCount, 0);
-    std::vector<char> reached(faceCount, 0);
+    // Edges that can join two faces: exactly two distinct faces, neither of
+    // them naming a vertex twice. Faces that already agree across such an
+    // edge form patches; the caller's orientation is kept inside a patch, and
+    // whole patches are turned, so that a piece that cannot be oriented is cut
+    // where the caller's faces already disagree, not somewhere in between.
+    CornerDisjointSets patches;
+    patches.Reset(faceCount);
+    std::vector<std::pair<int, int>> disagreeing;  // face pairs
+    for (int e = 0; e < edges.EdgeCount(); ++e) {
+        if (edges.HalfEdgeCount(e) != 2) continue;
+        const int h = edges.HalfEdgesBegin(e)[0], o = edges.HalfEdgesBegin(e)[1];
+        const int f = h / 3, g = o / 3;
+        if (f == g || RepeatsVertex(corners, f) || RepeatsVertex(corners, g)) continue;
+        if (corners[h] != corners[o]) {
+            patches.Union(f, g);
+        } else {
+            disagreeing.emplace_back(f, g);
+        }
+    }
+    // The patch graph: patches joined by disagreeing edges, both ways.
+    std::vector<int> patchOf(faceCount);
+    for (int f = 0; f < faceCount; ++f) patchOf[f] = patches.Find(f);
+    std::vector<int> start(static_cast<size_t>(faceCount) + 1, 0);
+    for (const auto& fg : disagreeing) {
+        ++start[patchOf[fg.first] + 1];
+        ++start[patchOf[fg.second] + 1];
+    }
+    for (int f = 0; f < faceCount; ++f) start[f + 1] += start[f];
+    std::vector<int> across(static_cast<size_t>(start[faceCount]));
+    {
+        std::vector<int> fill(start.begin(), start.end() - 1);
+        for (const auto& fg : disagreeing) {
+            const int p = patchOf[fg.first], q = patchOf[fg.second];
+            across[fill[p]++] = q;
+            across[fill[q]++] = p;
+        }
+    }
+    std::vector<double> patchArea(faceCount, 0.0);
+    for (int f = 0; f < faceCount; ++f) patchArea[patchOf[f]] += FaceArea(corners, coords, f);
+
+    // Breadth first over patches: a patch across a disagreeing edge takes the
+    // other turn. Where the search meets a patch already given the same turn
+    // (an odd loop: the piece is not orientable), the edge stays disagreeing.
+    std::vector<char> patchTurned(faceCount, 0), reached(faceCount, 0);
     std::vector<int> piece;
-    int turnedCount = 0;
     for (int seed = 0; seed < faceCount; ++seed) {
-        if (reached[seed]) continue;
+        if (patchOf[seed] != seed || reached[seed]) continue;
         reached[seed] = 1;
         piece.assign(1, seed);
-        // Breadth first across edges with exactly two faces: a neighbour that
-        // runs the shared edge the same way as its (possibly turned) face
-        // must itself be turned. Where the search closes a loop the other way
-        // (a non-orientable piece), the edge is simply left disagreeing.
         for (size_t i = 0; i < piece.size(); ++i) {
-            const int f = piece[i];
-            if (RepeatsVertex(corners, f)) continue;
-            for (int k = 0; k < 3; ++k) {
-                const int h = 3 * f + k;
-                const int e = edges.EdgeOf(h);
-                if (e < 0 || edges.HalfEdgeCount(e) != 2) continue;
-                const int* pair = edges.HalfEdgesBegin(e);
-                const int o = pair[0] == h ? pair[1] : pair[0];
-                const int g = o / 3;
-                if (g == f || reached[g] || RepeatsVertex(corners, g)) continue;
-                const bool sameDirection = corners[h] == corners[o];
-                turned[g] = static_cast<char>(turned[f] ^ (sameDirection ? 1 : 0));
-                reached[g] = 1;
-                piece.push_back(g);
+            const int p = piece[i];
+            for (int j = start[p]; j < start[p + 1]; ++j) {
+                const int q = across[j];
+                if (reached[q]) continue;
+                reached[q] = 1;
+                patchTurned[q] = static_cast<char>(patchTurned[p] ^ 1);
+                piece.push_back(q);
             }
         }
         // The piece keeps the orientation most of its area already has.
         double turnedArea = 0.0, keptArea = 0.0;
-        for (int f : piece) (turned[f] ? turnedArea : keptArea) += FaceArea(corners, coords, f);
-        const bool invert = turnedArea > keptArea;
-        for (int f : piece) {
-            if (invert) turned[f] ^= 1;
-            turnedCount += turned[f];
+        for (int p : piece) (patchTurned[p] ? turnedArea : keptArea) += patchArea[p];
+        if (turnedArea > keptArea) {
+            for (int p : piece) patchTurned[p] ^= 1;
         }
+    }
+    turned.assign(faceCount, 0);
+    int turnedCount = 0;
+    for (int f = 0; f < faceCount; ++f) {
+        turned[f] = patchTurned[patchOf[f]];
+        turnedCount += turned[f];
     }
     return turnedCount;
 }

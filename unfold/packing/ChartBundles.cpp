@@ -1,0 +1,530 @@
+// Rows of small charts, nested at the gap, cut into square bundles that the
+// packer places like any other chart.
+
+#include "unfold/packing/ChartBundles.h"
+
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "foundation/LogLine.h"
+#include "unfold/packing/ChartOrientation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <numeric>
+
+namespace ORVO {
+namespace {
+
+// A chart is small when it has at most this many triangles and, turned onto
+// its flattest side, no extent above this share of the side of a square of
+// the total chart area (a large quad of two triangles is not small).
+constexpr int kSmallChartTriangles = 12;
+constexpr double kSmallChartSide = 0.05;
+// Fill the packer reaches with the bundles, and with the other charts.
+constexpr double kBundleFill = 0.92;
+constexpr double kOtherFill = 0.72;
+constexpr double kFirstGuessFill = 0.75;
+// Share of their rows that the charts' hulls, grown by half the gap, fill:
+// the first guess of the rows' extent.
+constexpr double kRowFill = 0.83;
+// Layouts are repeated until the rows make a square to this precision and
+// the gap they were laid out with is the one the scale then asks for, to
+// this precision; after this many, the small charts are packed one by one.
+constexpr double kWidthPrecision = 0.01;
+constexpr double kScalePrecision = 0.02;
+constexpr int kLayoutRounds = 6;
+// The gap is planned for a scale a little below the one expected, so that
+// it holds when the packer comes out a little lower.
+constexpr double kScaleMargin = 0.98;
+// Charts never touch inside a bundle, even without a gap.
+constexpr double kSmallestGap = 1e-7;
+
+struct Point {
+    double x, y;
+};
+
+// A small chart turned onto one side of its hull: local = R uv + t, with the
+// hull inside [0, width] x [0, height].
+struct Frame {
+    double cosA = 1, sinA = 0, tx = 0, ty = 0;
+    double width = 0, height = 0;
+    std::vector<Point> hull;  // counter-clockwise, local coordinates
+};
+
+// A small chart and the sides it may lie on, lowest first.
+struct Item {
+    int chart = 0;
+    double area = 0, perimeter = 0;
+    std::vector<Frame> frames;
+};
+
+// Sides of a hull a chart may lie on: a triangle's three, the lowest of a
+// larger hull.
+constexpr size_t kBaseSides = 3;
+
+// Where an item went: its bundle, the offset of its local frame and whether
+// it is turned by a half turn.
+struct Slot {
+    int bundle = -1;
+    int frame = 0;
+    double x = 0, y = 0;
+    bool turned = false;
+};
+
+double ChartArea(const ITriMesh& chart, const std::vector<double>& uv) {
+    double area = 0.0;
+    int ids[3];
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        chart.GetTriangleVertexIds(f, ids);
+        const double* a = &uv[2 * ids[0]];
+        const double* b = &uv[2 * ids[1]];
+        const double* c = &uv[2 * ids[2]];
+        area += 0.5 * std::fabs((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]));
+    }
+    return area;
+}
+
+bool MakeItem(int chart, const std::vector<double>& uv, double area, Item& item) {
+    const int n = static_cast<int>(uv.size() / 2);
+    const std::vector<int> hull = _ConvexHull2D(uv.data(), n);
+    if (hull.size() < 3) return false;
+    item.chart = chart;
+    item.area = area;
+    const size_t m = hull.size();
+    for (size_t k = 0; k < m; ++k) {
+        const double* p = &uv[2 * hull[k]];
+        const double* q = &uv[2 * hull[(k + 1) % m]];
+        const double len = std::hypot(q[0] - p[0], q[1] - p[1]);
+        item.perimeter += len;
+        if (!(len > 0.0)) continue;
+        // Turned so that side k runs along +x, with the hull above it.
+        Frame frame;
+        frame.cosA = (q[0] - p[0]) / len;
+        frame.sinA = -(q[1] - p[1]) / len;
+        double lo[2] = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
+        double hi[2] = {-lo[0], -lo[1]};
+        frame.hull.resize(m);
+        for (size_t i = 0; i < m; ++i) {
+            const double u = uv[2 * hull[i]], v = uv[2 * hull[i] + 1];
+            Point& r = frame.hull[i];
+            r = Point{frame.cosA * u - frame.sinA * v, frame.sinA * u + frame.cosA * v};
+            lo[0] = std::min(lo[0], r.x);
+            lo[1] = std::min(lo[1], r.y);
+            hi[0] = std::max(hi[0], r.x);
+            hi[1] = std::max(hi[1], r.y);
+        }
+        frame.tx = -lo[0];
+        frame.ty = -lo[1];
+        for (Point& r : frame.hull) r = Point{r.x + frame.tx, r.y + frame.ty};
+        frame.width = hi[0] - lo[0];
+        frame.height = hi[1] - lo[1];
+        if (frame.width > 0.0 && frame.height > 0.0) item.frames.push_back(std::move(frame));
+    }
+    std::stable_sort(item.frames.begin(), item.frames.end(),
+                     [](const Frame& a, const Frame& b) { return a.height < b.height; });
+    if (item.frames.size() > kBaseSides) item.frames.resize(kBaseSides);
+    return !item.frames.empty();
+}
+
+// The x range, at height y, of the points closer than d to segment pq (a
+// capsule); false when the line misses it.
+bool CapsuleChord(const Point& p, const Point& q, double d, double y, double& lo, double& hi) {
+    if (y < std::min(p.y, q.y) - d || y > std::max(p.y, q.y) + d) return false;
+    lo = std::numeric_limits<double>::max();
+    hi = -lo;
+    for (const Point& c : {p, q}) {
+        const double dy = y - c.y;
+        if (std::fabs(dy) > d) continue;
+        const double w = std::sqrt(d * d - dy * dy);
+        lo = std::min(lo, c.x - w);
+        hi = std::max(hi, c.x + w);
+    }
+    const double len = std::hypot(q.x - p.x, q.y - p.y);
+    if (len > 0.0) {
+        const double ux = (q.x - p.x) / len, uy = (q.y - p.y) / len;
+        // Along the segment: (x - p.x) ux + (y - p.y) uy in [0, len];
+        // across it: -(x - p.x) uy + (y - p.y) ux in [-d, d].
+        double a = -std::numeric_limits<double>::max(), b = std::numeric_limits<double>::max();
+        auto clip = [&](double slope, double offset, double from, double to) {
+            if (slope == 0.0) {
+                if (offset < from || offset > to) b = a - 1.0;
+                return;
+            }
+            double s = (from - offset) / slope, t = (to - offset) / slope;
+            if (s > t) std::swap(s, t);
+            a = std::max(a, s);
+            b = std::min(b, t);
+        };
+        clip(ux, (-p.x) * ux + (y - p.y) * uy, 0.0, len);
+        clip(-uy, p.x * uy + (y - p.y) * ux, -d, d);
+        if (a <= b) {
+            lo = std::min(lo, a);
+            hi = std::max(hi, b);
+        }
+    }
+    return lo <= hi;
+}
+
+// Smallest shift x >= `from` of polygon b (counter-clockwise, at x = 0)
+// that keeps it at least d from polygon a on a's right. The distance of two
+// convex polygons is that of a corner of one to a side of the other, and
+// moving b in from the far right, the first contact is at such a pair.
+double ShiftPast(const std::vector<Point>& a, const std::vector<Point>& b, double d, double from) {
+    double x = from, lo, hi;
+    for (size_t i = 0; i < a.size(); ++i) {
+        const Point& p = a[i];
+        const Point& q = a[(i + 1) % a.size()];
+        for (const Point& c : b) {
+            if (CapsuleChord(p, q, d, c.y, lo, hi)) x = std::max(x, hi - c.x);
+        }
+    }
+    for (size_t i = 0; i < b.size(); ++i) {
+        const Point& p = b[i];
+        const Point& q = b[(i + 1) % b.size()];
+        for (const Point& c : a) {
+            if (CapsuleChord(p, q, d, c.y, lo, hi)) x = std::max(x, c.x - lo);
+        }
+    }
+    return x;
+}
+
+// The hull of an item in a row of height rowHeight: upright on the row's
+// floor, or turned by a half turn against its ceiling; x offset 0.
+void Pose(const Frame& frame, bool turned, double rowHeight, std::vector<Point>& out) {
+    out.resize(frame.hull.size());
+    for (size_t k = 0; k < frame.hull.size(); ++k) {
+        const Point& p = frame.hull[k];
+        out[k] = turned ? Point{frame.width - p.x, rowHeight - p.y} : p;
+    }
+}
+
+// Charts whose place in the current row is compared before one is put
+// there: the one that covers most of its area per length of row it takes.
+constexpr size_t kLookahead = 4;
+
+// Rows of items (tallest first), at most `width` wide, cut into bundles at
+// most `height` high, every two hulls at least d apart. Returns the bundle
+// count; fills the slots and each bundle's extent.
+class RowLayout {
+public:
+    RowLayout(const std::vector<Item>& items, double width, double height, double d)
+        : mItems(items), mWidth(width), mHeight(height), mGap(d) {}
+
+    int Run(const std::vector<int>& order, std::vector<Slot>& slots, std::vector<Point>& extents) {
+        slots.assign(mItems.size(), Slot());
+        extents.clear();
+        std::vector<int> window;
+        size_t next = 0;
+        for (;;) {
+            while (window.size() < kLookahead && next < order.size()) window.push_back(order[next++]);
+            if (window.empty()) break;
+            size_t pick = window.size();
+            Slot slot;
+            double right = 0.0, bestScore = -1.0;
+            for (size_t w = 0; w < window.size() && !mStart.empty(); ++w) {
+                Slot candidate;
+                const double r = Fit(mItems[window[w]], candidate);
+                if (!(r <= mWidth)) continue;
+                const double advance = r - mReach.back();
+                const double score = advance > 0.0 ? mItems[window[w]].area / advance
+                                                   : std::numeric_limits<double>::max();
+                if (score > bestScore) {
+                    bestScore = score;
+                    pick = w;
+                    slot = candidate;
+                    right = r;
+                }
+            }
+            if (pick == window.size()) {
+                // A new row, in this bundle or the next, for the tallest chart
+                // left, on its lowest side.
+                pick = 0;
+                NewRow(mItems[window[0]], extents);
+                slot = Slot();
+                right = mItems[window[0]].frames[0].width;
+            }
+            Place(mItems[window[pick]], slot, right);
+            slots[window[pick]] = slot;
+            window.erase(window.begin() + static_cast<std::ptrdiff_t>(pick));
+        }
+        if (mBundle >= 0) extents.push_back(Point{mBundleWidth, mRowY + mRowHeight});
+        return mBundle + 1;
+    }
+
+private:
+    // Each side the chart may lie on that fits the row's height, upright or
+    // turned by a half turn: the one that ends leftmost. Returns its right end.
+    double Fit(const Item& item, Slot& best) {
+        double bestRight = std::numeric_limits<double>::max();
+        for (size_t f = 0; f < item.frames.size(); ++f) {
+            const Frame& frame = item.frames[f];
+            if (frame.height > mRowHeight) continue;
+            for (int t = 0; t < 2; ++t) {
+                Pose(frame, t == 1, mRowHeight, mPose);
+                double x = 0.0;
+                for (size_t j = mStart.size(); j-- > 0 && mReach[j] + mGap > x;) {
+                    const size_t end = j + 1 < mStart.size() ? mStart[j + 1] : mPoints.size();
+                    mPlaced.assign(mPoints.begin() + mStart[j], mPoints.begin() + end);
+                    x = ShiftPast(mPlaced, mPose, mGap, x);
+                }
+                if (x + frame.width < bestRight) {
+                    bestRight = x + frame.width;
+                    best.frame = static_cast<int>(f);
+                    best.x = x;
+                    best.turned = t == 1;
+                }
+            }
+        }
+        return bestRight;
+    }
+
+    void NewRow(const Item& item, std::vector<Point>& extents) {
+        const double y = mRowY + mRowHeight + mGap;
+        mPoints.clear();
+        mStart.clear();
+        mReach.clear();
+        if (mBundle < 0 || y + item.frames[0].height > mHeight) {
+            if (mBundle >= 0) extents.push_back(Point{mBundleWidth, mRowY + mRowHeight});
+            ++mBundle;
+            mRowY = 0.0;
+            mBundleWidth = 0.0;
+        } else {
+            mRowY = y;
+        }
+        mRowHeight = item.frames[0].height;
+    }
+
+    void Place(const Item& item, Slot& slot, double right) {
+        Pose(item.frames[slot.frame], slot.turned, mRowHeight, mPose);
+        mStart.push_back(mPoints.size());
+        for (const Point& p : mPose) mPoints.push_back(Point{p.x + slot.x, p.y});
+        mReach.push_back(std::max(mReach.empty() ? 0.0 : mReach.back(), right));
+        mBundleWidth = std::max(mBundleWidth, right);
+        slot.bundle = mBundle;
+        // A turned chart's local point p lands at (x + w - p.x, y + H - p.y).
+        slot.y = slot.turned ? mRowY + mRowHeight : mRowY;
+    }
+
+    const std::vector<Item>& mItems;
+    const double mWidth, mHeight, mGap;
+    // The hulls placed in the current row (in row coordinates, one after
+    // another in mPoints) and, per hull, the largest right end of it and
+    // every earlier one.
+    std::vector<Point> mPoints;
+    std::vector<size_t> mStart;
+    std::vector<double> mReach;
+    std::vector<Point> mPose, mPlaced;
+    double mRowY = 0.0, mRowHeight = 0.0, mBundleWidth = 0.0;
+    int mBundle = -1;
+};
+
+int LayOut(const std::vector<Item>& items, const std::vector<int>& order, double width, double height, double d,
+           std::vector<Slot>& slots, std::vector<Point>& extents) {
+    RowLayout layout(items, width, height, d);
+    return layout.Run(order, slots, extents);
+}
+
+// Coordinates of chart `item` inside its bundle.
+void PlaceChart(const Item& item, const Slot& slot, const std::vector<double>& uv, std::vector<double>& out) {
+    const Frame& frame = item.frames[slot.frame];
+    for (size_t i = 0; i + 1 < uv.size(); i += 2) {
+        const double x = frame.cosA * uv[i] - frame.sinA * uv[i + 1] + frame.tx;
+        const double y = frame.sinA * uv[i] + frame.cosA * uv[i + 1] + frame.ty;
+        if (slot.turned) {
+            out.push_back(slot.x + frame.width - x);
+            out.push_back(slot.y - y);
+        } else {
+            out.push_back(slot.x + x);
+            out.push_back(slot.y + y);
+        }
+    }
+}
+
+// The common scale the packer gave a bundle: the distance of its first point
+// to its farthest one, after over before.
+double PackedScale(const std::vector<double>& before, const std::vector<double>& after) {
+    size_t far = 0;
+    double longest = 0.0;
+    for (size_t i = 0; i + 1 < before.size(); i += 2) {
+        const double l = std::hypot(before[i] - before[0], before[i + 1] - before[1]);
+        if (l > longest) {
+            longest = l;
+            far = i;
+        }
+    }
+    if (!(longest > 0.0)) return 0.0;
+    return std::hypot(after[far] - after[0], after[far + 1] - after[1]) / longest;
+}
+
+}  // namespace
+
+int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::vector<double>>& chartTexCoords,
+                         int resolution, int gapTexels, int* bundleCount) {
+    if (bundleCount != nullptr) *bundleCount = 0;
+    const size_t count = charts.size();
+    auto packAlone = [&]() { return UnfoldMesh::PackUVAtlas(charts, chartTexCoords, resolution, gapTexels); };
+    if (count < kBundleMinimumCharts || count != chartTexCoords.size() || resolution < 1 || gapTexels < 0)
+        return packAlone();
+
+    // The small charts, and the area of all charts.
+    double totalArea = 0.0;
+    std::vector<Item> items;
+    std::vector<double> areas(count, 0.0);
+    for (size_t k = 0; k < count; ++k) {
+        const ITriMesh* chart = charts[k];
+        if (chart == nullptr || chartTexCoords[k].size() != 2 * static_cast<size_t>(chart->GetVertexCount()))
+            return packAlone();
+        for (double c : chartTexCoords[k]) {
+            if (!std::isfinite(c)) return packAlone();
+        }
+        int ids[3];
+        for (int f = 0; f < chart->GetTriangleCount(); ++f) {
+            chart->GetTriangleVertexIds(f, ids);
+            for (int id : ids) {
+                if (id < 0 || id >= chart->GetVertexCount()) return packAlone();
+            }
+        }
+        areas[k] = ChartArea(*chart, chartTexCoords[k]);
+        totalArea += areas[k];
+    }
+    std::vector<char> bundled(count, 0);
+    const double longestSmall = kSmallChartSide * std::sqrt(totalArea);
+    for (size_t k = 0; k < count; ++k) {
+        Item item;
+        if (charts[k]->GetTriangleCount() > kSmallChartTriangles) continue;
+        if (!MakeItem(static_cast<int>(k), chartTexCoords[k], areas[k], item)) continue;
+        if (item.frames[0].width > longestSmall || item.frames[0].height > longestSmall) continue;
+        items.push_back(std::move(item));
+        bundled[k] = 1;
+    }
+    if (items.size() < kBundleMinimumCharts || !(totalArea > 0.0)) return packAlone();
+    double otherArea = totalArea;
+    double largest = 0.0;
+    for (const Item& item : items) {
+        otherArea -= item.area;
+        largest = std::max({largest, item.frames[0].width, item.frames[0].height});
+    }
+    // Tallest first: each row then holds shapes of about one height.
+    std::vector<int> order(items.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return items[a].frames[0].height > items[b].frames[0].height; });
+
+    // The rows are laid out as wide as the square that all charts will make
+    // together. Without other charts they form one bundle, which is simply
+    // scaled into the square; with others, four square bundles of half that
+    // side go to the packer with them. The gap inside the bundles, in chart
+    // units, follows from the scale the square gets: planned from the area
+    // first, then from the bundles' extent, and checked in the end.
+    const double gap = static_cast<double>(gapTexels) / resolution;
+    const bool alone = items.size() == count;
+    const double margin = 0.5 / resolution;
+    // First plan: the scale at which the charts' hulls, grown by half the
+    // gap, fill the rows as they usually do (a few steps of the estimate).
+    double scale = std::sqrt(kFirstGuessFill / totalArea);
+    for (int step = 0; step < 8; ++step) {
+        const double d = std::max(gap / scale, kSmallestGap * largest);
+        double grown = 0.0;
+        for (const Item& item : items) grown += item.area + 0.5 * item.perimeter * d + d * d;
+        scale = kScaleMargin * std::sqrt(1.0 / (grown / kRowFill + otherArea / kOtherFill));
+    }
+    double width = 0.0;
+    std::vector<Slot> slots;
+    std::vector<Point> extents;
+    for (int round = 0; round < kLayoutRounds; ++round) {
+        const double d = std::max(gap / scale, kSmallestGap * largest);
+        if (width == 0.0) {
+            for (const Item& item : items) width += item.area + 0.5 * item.perimeter * d + d * d;
+            width = std::max(largest, std::sqrt(width / kRowFill + otherArea / kOtherFill));
+        }
+        const double side = alone ? width : std::max(largest, 0.5 * width);
+        const int made = LayOut(items, order, side, alone ? std::numeric_limits<double>::max() : side, d, slots, extents);
+        double boxes = 0.0, longest = 0.0;
+        for (const Point& e : extents) {
+            boxes += (e.x + d) * (e.y + d);
+            longest = std::max({longest, e.x, e.y});
+        }
+        const double planned = alone ? (1.0 - 2.0 * margin) / longest
+                                     : std::sqrt(kBundleFill / (boxes + otherArea / kOtherFill));
+        // Alone, the rows should stand about as high in all as they are wide.
+        const double nextWidth = alone ? std::max(largest, std::sqrt(width * extents[0].y)) : width;
+        const bool square = std::fabs(nextWidth - width) < kWidthPrecision * width;
+        const bool valid = planned * d >= gap * (1.0 - 1e-9);
+        const bool settled = std::fabs(kScaleMargin * planned - scale) < kScalePrecision * scale;
+        if (!valid || !square || !settled) {
+            // Alone, the next layout is planned for the square the rows will make.
+            scale = kScaleMargin * (alone ? (1.0 - 2.0 * margin) / std::max(nextWidth, largest) : planned);
+            width = nextWidth;
+            continue;
+        }
+
+        // The bundles' coordinates and triangles.
+        std::vector<std::vector<int>> triangles(made);
+        std::vector<std::vector<double>> bundleCoords(made);
+        std::vector<int> offset(items.size());
+        for (int index : order) {
+            const Item& item = items[index];
+            const Slot& slot = slots[index];
+            const ITriMesh& chart = *charts[item.chart];
+            const int base = static_cast<int>(bundleCoords[slot.bundle].size() / 2);
+            offset[index] = base;
+            PlaceChart(item, slot, chartTexCoords[item.chart], bundleCoords[slot.bundle]);
+            int ids[3];
+            for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+                chart.GetTriangleVertexIds(f, ids);
+                for (int id : ids) triangles[slot.bundle].push_back(base + id);
+            }
+        }
+        std::vector<std::vector<double>> placed;
+        if (alone) {
+            placed = bundleCoords;
+            for (double& c : placed[0]) c = margin + planned * c;
+        } else {
+            // The bundles as charts, after the charts that stay on their own.
+            std::vector<ITriMesh*> packed;
+            std::vector<std::vector<double>> coords;
+            std::vector<int> origin;  // packed index -> chart
+            for (size_t k = 0; k < count; ++k) {
+                if (bundled[k]) continue;
+                packed.push_back(charts[k]);
+                coords.push_back(chartTexCoords[k]);
+                origin.push_back(static_cast<int>(k));
+            }
+            const size_t first = packed.size();
+            std::vector<std::unique_ptr<TopologyMesh>> meshes;
+            for (int b = 0; b < made; ++b) {
+                meshes.push_back(std::make_unique<TopologyMesh>(static_cast<int>(bundleCoords[b].size() / 2), triangles[b]));
+                packed.push_back(meshes.back().get());
+                coords.push_back(bundleCoords[b]);
+            }
+            const int status = UnfoldMesh::PackUVAtlas(packed, coords, resolution, gapTexels);
+            if (status != STATUS_SUCCESS) return status;
+            // The packer gives every chart one scale; the gap inside the
+            // bundles holds when it is at least the one planned for.
+            double packedScale = 0.0;
+            for (int b = 0; b < made; ++b)
+                packedScale = std::max(packedScale, PackedScale(bundleCoords[b], coords[first + b]));
+            _LogDetail("PackUVAtlas: ", items.size(), " small charts in ", made, " bundles, scale ", packedScale,
+                       " planned ", scale);
+            if (packedScale * d < gap * (1.0 - 1e-9)) {
+                scale = kScaleMargin * packedScale;
+                width = 0.0;
+                continue;
+            }
+            for (size_t i = 0; i < first; ++i) chartTexCoords[origin[i]].swap(coords[i]);
+            placed.assign(coords.begin() + static_cast<std::ptrdiff_t>(first), coords.end());
+        }
+        for (size_t index = 0; index < items.size(); ++index) {
+            std::vector<double>& uv = chartTexCoords[items[index].chart];
+            const auto from = placed[slots[index].bundle].begin() + 2 * static_cast<size_t>(offset[index]);
+            std::copy(from, from + uv.size(), uv.begin());
+        }
+        if (bundleCount != nullptr) *bundleCount = made;
+        return STATUS_SUCCESS;
+    }
+    _LogDetail("PackUVAtlas: the bundle's gap did not settle, small charts packed one by one");
+    return packAlone();
+}
+
+}  // namespace ORVO
