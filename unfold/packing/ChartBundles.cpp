@@ -21,7 +21,7 @@ namespace {
 // its flattest side, no extent above this share of the side of a square of
 // the total chart area (a large quad of two triangles is not small).
 constexpr int kSmallChartTriangles = 12;
-constexpr double kSmallChartSide = 0.05;
+constexpr double kSmallChartSide = 0.15;
 // Fill the packer reaches with the bundles, and with the other charts.
 constexpr double kBundleFill = 0.92;
 constexpr double kOtherFill = 0.72;
