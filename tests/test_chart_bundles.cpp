@@ -104,7 +104,7 @@ TEST(ChartBundles, FragmentsBesideLargeChartsKeepTheGapToThem) {
     ChartSet set;
     AddSheet(set, 6, 40.0);
     AddSheet(set, 4, 25.0);
-    AddFragments(set, 800, 9);
+    AddFragments(set, 2400, 9);
     AddSheet(set, 5, 30.0);
     ChartSet before;
     before.uvs = set.uvs;

@@ -17,10 +17,12 @@ namespace ORVO {
 // transforms in single precision leave apart.
 constexpr double kWeldTolerance = 1e-6;
 
-// Merges every vertex into the lowest-id vertex within `tolerance` (absolute)
-// of it that is itself kept, in increasing id order; exactly equal positions
-// always merge. Writes, per input vertex, the id of the kept vertex it merges
-// into (itself when kept). Returns the number of merged vertices.
+// Merges every vertex, in increasing id order, into the lowest-id vertex
+// within `tolerance` (absolute, > 0) of it that is itself kept and shares no
+// face with it or with a vertex merged into it (welding joins separate
+// corners; it never collapses an edge). Writes, per input vertex, the id of
+// the kept vertex it merges into (itself when kept). Returns the number of
+// merged vertices; with no positive tolerance, 0.
 int _WeldVertices(const ITriMesh* mesh, double tolerance, std::vector<int>& keptVertex);
 
 // Orients the faces of every piece joined through edges with exactly two

@@ -39,14 +39,25 @@ int _OrientFaces(const std::vector<int>& corners, const std::vector<double>& coo
     // edge form patches; the caller's orientation is kept inside a patch, and
     // whole patches are turned, so that a piece that cannot be oriented is cut
     // where the caller's faces already disagree, not somewhere in between.
+    turned.assign(faceCount, 0);
+    auto joining = [&](int e) {
+        if (edges.HalfEdgeCount(e) != 2) return false;
+        const int f = edges.HalfEdgesBegin(e)[0] / 3, g = edges.HalfEdgesBegin(e)[1] / 3;
+        return f != g && !RepeatsVertex(corners, f) && !RepeatsVertex(corners, g);
+    };
+    // Most meshes agree everywhere already.
+    bool agreeing = true;
+    for (int e = 0; e < edges.EdgeCount() && agreeing; ++e) {
+        agreeing = !joining(e) || corners[edges.HalfEdgesBegin(e)[0]] != corners[edges.HalfEdgesBegin(e)[1]];
+    }
+    if (agreeing) return 0;
     CornerDisjointSets patches;
     patches.Reset(faceCount);
     std::vector<std::pair<int, int>> disagreeing;  // face pairs
     for (int e = 0; e < edges.EdgeCount(); ++e) {
-        if (edges.HalfEdgeCount(e) != 2) continue;
+        if (!joining(e)) continue;
         const int h = edges.HalfEdgesBegin(e)[0], o = edges.HalfEdgesBegin(e)[1];
         const int f = h / 3, g = o / 3;
-        if (f == g || RepeatsVertex(corners, f) || RepeatsVertex(corners, g)) continue;
         if (corners[h] != corners[o]) {
             patches.Union(f, g);
         } else {
@@ -100,7 +111,6 @@ int _OrientFaces(const std::vector<int>& corners, const std::vector<double>& coo
             for (int p : piece) patchTurned[p] ^= 1;
         }
     }
-    turned.assign(faceCount, 0);
     int turnedCount = 0;
     for (int f = 0; f < faceCount; ++f) {
         turned[f] = patchTurned[patchOf[f]];

@@ -61,36 +61,14 @@ private:
     size_t mMask = 0;
 };
 
-int WeldExact(const ITriMesh* mesh, std::vector<int>& keptVertex) {
-    const int n = mesh->GetVertexCount();
-    std::vector<Vector3> p(n);
-    for (int v = 0; v < n; ++v) p[v] = mesh->GetVertexCoord(v);
-    std::vector<int> order(n);
-    std::iota(order.begin(), order.end(), 0);
-    auto less = [&](int a, int b) {
-        if (p[a].x != p[b].x) return p[a].x < p[b].x;
-        if (p[a].y != p[b].y) return p[a].y < p[b].y;
-        if (p[a].z != p[b].z) return p[a].z < p[b].z;
-        return a < b;
-    };
-    std::sort(order.begin(), order.end(), less);
-    keptVertex.resize(n);
-    int merged = 0;
-    for (int i = 0; i < n; ++i) {
-        const int v = order[i];
-        const bool same = i > 0 && p[order[i - 1]].x == p[v].x && p[order[i - 1]].y == p[v].y &&
-                          p[order[i - 1]].z == p[v].z;
-        keptVertex[v] = same ? keptVertex[order[i - 1]] : v;
-        merged += same ? 1 : 0;
-    }
-    return merged;
-}
-
 }  // namespace
 
 int _WeldVertices(const ITriMesh* mesh, double tolerance, std::vector<int>& keptVertex) {
-    if (!(tolerance > 0.0) || !std::isfinite(tolerance)) return WeldExact(mesh, keptVertex);
     const int n = mesh->GetVertexCount();
+    keptVertex.resize(n);
+    std::iota(keptVertex.begin(), keptVertex.end(), 0);
+    // A mesh without extent (all its points at one place) is left as it is.
+    if (!(tolerance > 0.0) || !std::isfinite(tolerance)) return 0;
     std::vector<Vector3> p(n);
     const double inf = std::numeric_limits<double>::infinity();
     Vector3 lo(inf, inf, inf);
@@ -110,7 +88,32 @@ int _WeldVertices(const ITriMesh* mesh, double tolerance, std::vector<int>& kept
         table.Insert(CellKey(coord[3 * v], coord[3 * v + 1], coord[3 * v + 2]), v);
     }
 
-    keptVertex.resize(n);
+    // The faces around each vertex, built when the first pair within the
+    // tolerance turns up: two vertices of one face never merge, so that
+    // welding joins separate corners and never collapses an edge.
+    std::vector<int> corners, faceStart, faces;
+    auto buildFaces = [&]() {
+        const int faceCount = mesh->GetTriangleCount();
+        corners.resize(3 * static_cast<size_t>(faceCount));
+        for (int f = 0; f < faceCount; ++f) mesh->GetTriangleVertexIds(f, &corners[3 * static_cast<size_t>(f)]);
+        faceStart.assign(static_cast<size_t>(n) + 1, 0);
+        for (int c : corners) ++faceStart[static_cast<size_t>(c) + 1];
+        for (int v = 0; v < n; ++v) faceStart[v + 1] += faceStart[v];
+        faces.resize(corners.size());
+        std::vector<int> fill(faceStart.begin(), faceStart.end() - 1);
+        for (size_t i = 0; i < corners.size(); ++i) faces[fill[corners[i]]++] = static_cast<int>(i / 3);
+    };
+    // Whether v shares a face with a vertex already merged into (or being) u.
+    auto sharesFace = [&](int v, int u) {
+        if (faceStart.empty()) buildFaces();
+        for (int i = faceStart[v]; i < faceStart[v + 1]; ++i) {
+            const int* t = &corners[3 * static_cast<size_t>(faces[i])];
+            for (int k = 0; k < 3; ++k) {
+                if (t[k] < v && keptVertex[t[k]] == u) return true;
+            }
+        }
+        return false;
+    };
     int merged = 0;
     for (int v = 0; v < n; ++v) {
         // Neighbour cells worth a look along each axis: those the tolerance
@@ -131,7 +134,7 @@ int _WeldVertices(const ITriMesh* mesh, double tolerance, std::vector<int>& kept
                         // no chain of near points drifts further than the tolerance.
                         if (u >= best || keptVertex[u] != u) continue;
                         if (coord[3 * u] != x || coord[3 * u + 1] != y || coord[3 * u + 2] != z) continue;
-                        if (p[u].DistanceSquared(p[v]) <= tolerance2) best = u;
+                        if (p[u].DistanceSquared(p[v]) <= tolerance2 && !sharesFace(v, u)) best = u;
                     }
                 }
             }

@@ -14,7 +14,7 @@
 namespace ORVO {
 
 // At least this many small charts make bundling worth its setup.
-constexpr size_t kBundleMinimumCharts = 256;
+constexpr size_t kBundleMinimumCharts = 2000;
 
 // Packs `charts` like UnfoldMesh::PackUVAtlas (same inputs, outputs and
 // status codes). When at least kBundleMinimumCharts of them are small (a
