@@ -50,7 +50,8 @@ struct Point {
 struct Frame {
     double cosA = 1, sinA = 0, tx = 0, ty = 0;
     double width = 0, height = 0;
-    std::vector<Point> hull;  // counter-clockwise, local coordinates
+    std::vector<Point> hull;      // counter-clockwise, local coordinates
+    std::vector<double> lengths;  // of the hull's sides, side k from corner k to k + 1
 };
 
 // A small chart and the sides it may lie on, lowest first.
@@ -120,6 +121,11 @@ bool MakeItem(int chart, const std::vector<double>& uv, double area, Item& item)
         for (Point& r : frame.hull) r = Point{r.x + frame.tx, r.y + frame.ty};
         frame.width = hi[0] - lo[0];
         frame.height = hi[1] - lo[1];
+        for (size_t i = 0; i < m; ++i) {
+            const Point& a = frame.hull[i];
+            const Point& b = frame.hull[(i + 1) % m];
+            frame.lengths.push_back(std::hypot(b.x - a.x, b.y - a.y));
+        }
         if (frame.width > 0.0 && frame.height > 0.0) item.frames.push_back(std::move(frame));
     }
     std::stable_sort(item.frames.begin(), item.frames.end(),
@@ -128,63 +134,78 @@ bool MakeItem(int chart, const std::vector<double>& uv, double area, Item& item)
     return !item.frames.empty();
 }
 
-// The x range, at height y, of the points closer than d to segment pq (a
-// capsule); false when the line misses it.
-bool CapsuleChord(const Point& p, const Point& q, double d, double y, double& lo, double& hi) {
-    if (y < std::min(p.y, q.y) - d || y > std::max(p.y, q.y) + d) return false;
-    lo = std::numeric_limits<double>::max();
-    hi = -lo;
-    for (const Point& c : {p, q}) {
-        const double dy = y - c.y;
-        if (std::fabs(dy) > d) continue;
-        const double w = std::sqrt(d * d - dy * dy);
-        lo = std::min(lo, c.x - w);
-        hi = std::max(hi, c.x + w);
-    }
-    const double len = std::hypot(q.x - p.x, q.y - p.y);
-    if (len > 0.0) {
-        const double ux = (q.x - p.x) / len, uy = (q.y - p.y) / len;
-        // Along the segment: (x - p.x) ux + (y - p.y) uy in [0, len];
-        // across it: -(x - p.x) uy + (y - p.y) ux in [-d, d].
-        double a = -std::numeric_limits<double>::max(), b = std::numeric_limits<double>::max();
-        auto clip = [&](double slope, double offset, double from, double to) {
-            if (slope == 0.0) {
-                if (offset < from || offset > to) b = a - 1.0;
-                return;
-            }
-            double s = (from - offset) / slope, t = (to - offset) / slope;
-            if (s > t) std::swap(s, t);
-            a = std::max(a, s);
-            b = std::min(b, t);
-        };
-        clip(ux, (-p.x) * ux + (y - p.y) * uy, 0.0, len);
-        clip(-uy, p.x * uy + (y - p.y) * ux, -d, d);
-        if (a <= b) {
-            lo = std::min(lo, a);
-            hi = std::max(hi, b);
+// The points closer than d to a segment pq, with what its chords need.
+struct Capsule {
+    Point p, q;
+    double low, high;             // its extent in y
+    double length;                // of pq
+    double ux = 0, uy = 0;        // unit direction of pq, once needed
+    bool direction = false;
+
+    Capsule(const Point& a, const Point& b, double l, double d)
+        : p(a), q(b), low(std::min(a.y, b.y) - d), high(std::max(a.y, b.y) + d), length(l) {}
+
+    bool Reaches(double y) const { return y >= low && y <= high; }
+
+    // The x range of the capsule at height y (which it reaches); false when
+    // the line misses it.
+    bool Chord(double d, double y, double& lo, double& hi) {
+        if (!direction && length > 0.0) {
+            ux = (q.x - p.x) / length;
+            uy = (q.y - p.y) / length;
+            direction = true;
         }
+        lo = std::numeric_limits<double>::max();
+        hi = -lo;
+        for (const Point& c : {p, q}) {
+            const double dy = y - c.y;
+            if (std::fabs(dy) > d) continue;
+            const double w = std::sqrt(d * d - dy * dy);
+            lo = std::min(lo, c.x - w);
+            hi = std::max(hi, c.x + w);
+        }
+        if (length > 0.0) {
+            // Along the segment: (x - p.x) ux + (y - p.y) uy in [0, length];
+            // across it: -(x - p.x) uy + (y - p.y) ux in [-d, d].
+            double a = -std::numeric_limits<double>::max(), b = std::numeric_limits<double>::max();
+            auto clip = [&](double slope, double offset, double from, double to) {
+                if (slope == 0.0) {
+                    if (offset < from || offset > to) b = a - 1.0;
+                    return;
+                }
+                double s = (from - offset) / slope, t = (to - offset) / slope;
+                if (s > t) std::swap(s, t);
+                a = std::max(a, s);
+                b = std::min(b, t);
+            };
+            clip(ux, -p.x * ux + (y - p.y) * uy, 0.0, length);
+            clip(-uy, p.x * uy + (y - p.y) * ux, -d, d);
+            if (a <= b) {
+                lo = std::min(lo, a);
+                hi = std::max(hi, b);
+            }
+        }
+        return lo <= hi;
     }
-    return lo <= hi;
-}
+};
 
 // Smallest shift x >= `from` of polygon b (counter-clockwise, at x = 0)
 // that keeps it at least d from polygon a on a's right. The distance of two
 // convex polygons is that of a corner of one to a side of the other, and
 // moving b in from the far right, the first contact is at such a pair.
-double ShiftPast(const std::vector<Point>& a, const std::vector<Point>& b, double d, double from) {
+double ShiftPast(const Point* a, const double* la, size_t na, const Point* b, const double* lb, size_t nb, double d,
+                 double from) {
     double x = from, lo, hi;
-    for (size_t i = 0; i < a.size(); ++i) {
-        const Point& p = a[i];
-        const Point& q = a[(i + 1) % a.size()];
-        for (const Point& c : b) {
-            if (CapsuleChord(p, q, d, c.y, lo, hi)) x = std::max(x, hi - c.x);
+    for (size_t i = 0; i < na; ++i) {
+        Capsule side(a[i], a[(i + 1) % na], la[i], d);
+        for (size_t k = 0; k < nb; ++k) {
+            if (side.Reaches(b[k].y) && side.Chord(d, b[k].y, lo, hi)) x = std::max(x, hi - b[k].x);
         }
     }
-    for (size_t i = 0; i < b.size(); ++i) {
-        const Point& p = b[i];
-        const Point& q = b[(i + 1) % b.size()];
-        for (const Point& c : a) {
-            if (CapsuleChord(p, q, d, c.y, lo, hi)) x = std::max(x, c.x - lo);
+    for (size_t i = 0; i < nb; ++i) {
+        Capsule side(b[i], b[(i + 1) % nb], lb[i], d);
+        for (size_t k = 0; k < na; ++k) {
+            if (side.Reaches(a[k].y) && side.Chord(d, a[k].y, lo, hi)) x = std::max(x, a[k].x - lo);
         }
     }
     return x;
@@ -202,33 +223,35 @@ void Pose(const Frame& frame, bool turned, double rowHeight, std::vector<Point>&
 
 // Charts whose place in the current row is compared before one is put
 // there: the one that covers most of its area per length of row it takes.
-constexpr size_t kLookahead = 4;
+constexpr size_t kLookahead = 2;
 
 // Rows of items (tallest first), at most `width` wide, cut into bundles at
-// most `height` high, every two hulls at least d apart. Returns the bundle
-// count; fills the slots and each bundle's extent.
+// most `height` high, every two hulls at least d apart.
 class RowLayout {
 public:
     RowLayout(const std::vector<Item>& items, double width, double height, double d)
         : mItems(items), mWidth(width), mHeight(height), mGap(d) {}
 
+    // Returns the bundle count; fills the slots and each bundle's extent.
     int Run(const std::vector<int>& order, std::vector<Slot>& slots, std::vector<Point>& extents) {
         slots.assign(mItems.size(), Slot());
         extents.clear();
-        std::vector<int> window;
         size_t next = 0;
         for (;;) {
-            while (window.size() < kLookahead && next < order.size()) window.push_back(order[next++]);
-            if (window.empty()) break;
-            size_t pick = window.size();
+            while (mWindow.size() < kLookahead && next < order.size()) {
+                mWindow.emplace_back();
+                Prepare(mWindow.back(), order[next++]);
+            }
+            if (mWindow.empty()) break;
+            size_t pick = mWindow.size();
             Slot slot;
             double right = 0.0, bestScore = -1.0;
-            for (size_t w = 0; w < window.size() && !mStart.empty(); ++w) {
+            for (size_t w = 0; w < mWindow.size() && !mStart.empty(); ++w) {
                 Slot candidate;
-                const double r = Fit(mItems[window[w]], candidate);
+                const double r = Best(mWindow[w], candidate);
                 if (!(r <= mWidth)) continue;
-                const double advance = r - mReach.back();
-                const double score = advance > 0.0 ? mItems[window[w]].area / advance
+                const double advance = r - mReach;
+                const double score = advance > 0.0 ? mItems[mWindow[w].item].area / advance
                                                    : std::numeric_limits<double>::max();
                 if (score > bestScore) {
                     bestScore = score;
@@ -237,54 +260,79 @@ public:
                     right = r;
                 }
             }
-            if (pick == window.size()) {
+            if (pick == mWindow.size()) {
                 // A new row, in this bundle or the next, for the tallest chart
                 // left, on its lowest side.
                 pick = 0;
-                NewRow(mItems[window[0]], extents);
+                NewRow(mItems[mWindow[0].item], extents);
                 slot = Slot();
-                right = mItems[window[0]].frames[0].width;
+                right = mItems[mWindow[0].item].frames[0].width;
             }
-            Place(mItems[window[pick]], slot, right);
-            slots[window[pick]] = slot;
-            window.erase(window.begin() + static_cast<std::ptrdiff_t>(pick));
+            const int item = mWindow[pick].item;
+            mWindow.erase(mWindow.begin() + static_cast<std::ptrdiff_t>(pick));
+            Place(mItems[item], slot, right);
+            slots[item] = slot;
         }
         if (mBundle >= 0) extents.push_back(Point{mBundleWidth, mRowY + mRowHeight});
         return mBundle + 1;
     }
 
 private:
-    // Each side the chart may lie on that fits the row's height, upright or
-    // turned by a half turn: the one that ends leftmost. Returns its right end.
-    double Fit(const Item& item, Slot& best) {
-        double bestRight = std::numeric_limits<double>::max();
-        for (size_t f = 0; f < item.frames.size(); ++f) {
-            const Frame& frame = item.frames[f];
-            if (frame.height > mRowHeight) continue;
+    // A chart waiting in the window: per side it may lie on and per half
+    // turn, its hull in the row at x = 0 and the smallest x that keeps it the
+    // gap away from every hull in the row (infinite when too tall).
+    struct Candidate {
+        int item = 0;
+        std::vector<Point> pose[kBaseSides][2];
+        double x[kBaseSides][2];
+    };
+
+    void Prepare(Candidate& c, int item) {
+        c.item = item;
+        const Item& it = mItems[item];
+        for (size_t f = 0; f < kBaseSides; ++f) {
             for (int t = 0; t < 2; ++t) {
-                Pose(frame, t == 1, mRowHeight, mPose);
+                c.x[f][t] = std::numeric_limits<double>::infinity();
+                if (f >= it.frames.size() || it.frames[f].height > mRowHeight || mStart.empty()) continue;
+                Pose(it.frames[f], t == 1, mRowHeight, c.pose[f][t]);
                 double x = 0.0;
-                for (size_t j = mStart.size(); j-- > 0 && mReach[j] + mGap > x;) {
-                    const size_t end = j + 1 < mStart.size() ? mStart[j + 1] : mPoints.size();
-                    mPlaced.assign(mPoints.begin() + mStart[j], mPoints.begin() + end);
-                    x = ShiftPast(mPlaced, mPose, mGap, x);
-                }
-                if (x + frame.width < bestRight) {
-                    bestRight = x + frame.width;
-                    best.frame = static_cast<int>(f);
-                    best.x = x;
-                    best.turned = t == 1;
+                for (size_t j = mStart.size(); j-- > 0 && mReachAt[j] + mGap > x;) x = Shift(j, c.pose[f][t], it.frames[f].lengths, x);
+                c.x[f][t] = x;
+            }
+        }
+    }
+
+    double Shift(size_t j, const std::vector<Point>& pose, const std::vector<double>& lengths, double x) const {
+        const size_t end = j + 1 < mStart.size() ? mStart[j + 1] : mPoints.size();
+        return ShiftPast(mPoints.data() + mStart[j], mLengths.data() + mStart[j], end - mStart[j], pose.data(),
+                         lengths.data(), pose.size(), mGap, x);
+    }
+
+    // The side and turn of a waiting chart that ends leftmost; returns that end.
+    double Best(const Candidate& c, Slot& slot) const {
+        const Item& it = mItems[c.item];
+        double best = std::numeric_limits<double>::infinity();
+        for (size_t f = 0; f < it.frames.size() && f < kBaseSides; ++f) {
+            for (int t = 0; t < 2; ++t) {
+                const double right = c.x[f][t] + it.frames[f].width;
+                if (right < best) {
+                    best = right;
+                    slot.frame = static_cast<int>(f);
+                    slot.x = c.x[f][t];
+                    slot.turned = t == 1;
                 }
             }
         }
-        return bestRight;
+        return best;
     }
 
     void NewRow(const Item& item, std::vector<Point>& extents) {
         const double y = mRowY + mRowHeight + mGap;
         mPoints.clear();
+        mLengths.clear();
         mStart.clear();
-        mReach.clear();
+        mReachAt.clear();
+        mReach = 0.0;
         if (mBundle < 0 || y + item.frames[0].height > mHeight) {
             if (mBundle >= 0) extents.push_back(Point{mBundleWidth, mRowY + mRowHeight});
             ++mBundle;
@@ -297,25 +345,46 @@ private:
     }
 
     void Place(const Item& item, Slot& slot, double right) {
+        const bool first = mStart.empty();
         Pose(item.frames[slot.frame], slot.turned, mRowHeight, mPose);
         mStart.push_back(mPoints.size());
         for (const Point& p : mPose) mPoints.push_back(Point{p.x + slot.x, p.y});
-        mReach.push_back(std::max(mReach.empty() ? 0.0 : mReach.back(), right));
+        const std::vector<double>& lengths = item.frames[slot.frame].lengths;
+        mLengths.insert(mLengths.end(), lengths.begin(), lengths.end());
+        mReach = std::max(mReach, right);
+        mReachAt.push_back(mReach);
         mBundleWidth = std::max(mBundleWidth, right);
         slot.bundle = mBundle;
         // A turned chart's local point p lands at (x + w - p.x, y + H - p.y).
         slot.y = slot.turned ? mRowY + mRowHeight : mRowY;
+        // The waiting charts: from scratch in a new row, else only the new
+        // hull adds a constraint.
+        for (Candidate& c : mWindow) {
+            if (first) {
+                Prepare(c, c.item);
+                continue;
+            }
+            for (size_t f = 0; f < kBaseSides; ++f) {
+                for (int t = 0; t < 2; ++t) {
+                    if (std::isinf(c.x[f][t]) || right + mGap <= c.x[f][t]) continue;
+                    c.x[f][t] = Shift(mStart.size() - 1, c.pose[f][t], mItems[c.item].frames[f].lengths, c.x[f][t]);
+                }
+            }
+        }
     }
 
     const std::vector<Item>& mItems;
     const double mWidth, mHeight, mGap;
+    std::vector<Candidate> mWindow;
     // The hulls placed in the current row (in row coordinates, one after
     // another in mPoints) and, per hull, the largest right end of it and
     // every earlier one.
     std::vector<Point> mPoints;
+    std::vector<double> mLengths;
     std::vector<size_t> mStart;
-    std::vector<double> mReach;
-    std::vector<Point> mPose, mPlaced;
+    std::vector<double> mReachAt;
+    double mReach = 0.0;
+    std::vector<Point> mPose;
     double mRowY = 0.0, mRowHeight = 0.0, mBundleWidth = 0.0;
     int mBundle = -1;
 };
