@@ -9,6 +9,7 @@
 #include "unfold/packing/ChartOrientation.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -22,6 +23,8 @@ namespace {
 // the total chart area (a large quad of two triangles is not small).
 constexpr int kSmallChartTriangles = 12;
 constexpr double kSmallChartSide = 0.15;
+// Side of the bundles beside other charts, against the side of the square.
+constexpr double kBundleSide = 0.35;
 // Fill the packer reaches with the bundles, and with the other charts.
 constexpr double kBundleFill = 0.92;
 constexpr double kOtherFill = 0.72;
@@ -411,22 +414,6 @@ void PlaceChart(const Item& item, const Slot& slot, const std::vector<double>& u
     }
 }
 
-// The common scale the packer gave a bundle: the distance of its first point
-// to its farthest one, after over before.
-double PackedScale(const std::vector<double>& before, const std::vector<double>& after) {
-    size_t far = 0;
-    double longest = 0.0;
-    for (size_t i = 0; i + 1 < before.size(); i += 2) {
-        const double l = std::hypot(before[i] - before[0], before[i + 1] - before[1]);
-        if (l > longest) {
-            longest = l;
-            far = i;
-        }
-    }
-    if (!(longest > 0.0)) return 0.0;
-    return std::hypot(after[far] - after[0], after[far + 1] - after[1]) / longest;
-}
-
 }  // namespace
 
 int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::vector<double>>& chartTexCoords,
@@ -482,8 +469,9 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
 
     // The rows are laid out as wide as the square that all charts will make
     // together. Without other charts they form one bundle, which is simply
-    // scaled into the square; with others, four square bundles of half that
-    // side go to the packer with them. The gap inside the bundles, in chart
+    // scaled into the square; with others, square bundles about a third of
+    // that side go to the packer with them (smaller ones leave the packer
+    // more to do and fill no better). The gap inside the bundles, in chart
     // units, follows from the scale the square gets: planned from the area
     // first, then from the bundles' extent, and checked in the end.
     const double gap = static_cast<double>(gapTexels) / resolution;
@@ -507,7 +495,7 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
             for (const Item& item : items) width += item.area + 0.5 * item.perimeter * d + d * d;
             width = std::max(largest, std::sqrt(width / kRowFill + otherArea / kOtherFill));
         }
-        const double side = alone ? width : std::max(largest, 0.5 * width);
+        const double side = alone ? width : std::max(largest, kBundleSide * width);
         const int made = LayOut(items, order, side, alone ? std::numeric_limits<double>::max() : side, d, slots, extents);
         double boxes = 0.0, longest = 0.0;
         for (const Point& e : extents) {
@@ -528,22 +516,13 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
             continue;
         }
 
-        // The bundles' coordinates and triangles.
-        std::vector<std::vector<int>> triangles(made);
+        // The charts' coordinates in their bundles.
         std::vector<std::vector<double>> bundleCoords(made);
         std::vector<int> offset(items.size());
         for (int index : order) {
-            const Item& item = items[index];
             const Slot& slot = slots[index];
-            const ITriMesh& chart = *charts[item.chart];
-            const int base = static_cast<int>(bundleCoords[slot.bundle].size() / 2);
-            offset[index] = base;
-            PlaceChart(item, slot, chartTexCoords[item.chart], bundleCoords[slot.bundle]);
-            int ids[3];
-            for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-                chart.GetTriangleVertexIds(f, ids);
-                for (int id : ids) triangles[slot.bundle].push_back(base + id);
-            }
+            offset[index] = static_cast<int>(bundleCoords[slot.bundle].size() / 2);
+            PlaceChart(items[index], slot, chartTexCoords[items[index].chart], bundleCoords[slot.bundle]);
         }
         std::vector<std::vector<double>> placed;
         if (alone) {
@@ -560,20 +539,35 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
                 coords.push_back(chartTexCoords[k]);
                 origin.push_back(static_cast<int>(k));
             }
+            // The packer sees each bundle as its rectangle: nothing else
+            // could use the gaps inside it, and one rectangle places far
+            // faster than the thousands of runs the image of the bundle has.
             const size_t first = packed.size();
+            const std::vector<int> rectangle = {0, 1, 2, 0, 2, 3};
             std::vector<std::unique_ptr<TopologyMesh>> meshes;
             for (int b = 0; b < made; ++b) {
-                meshes.push_back(std::make_unique<TopologyMesh>(static_cast<int>(bundleCoords[b].size() / 2), triangles[b]));
+                meshes.push_back(std::make_unique<TopologyMesh>(4, rectangle));
                 packed.push_back(meshes.back().get());
-                coords.push_back(bundleCoords[b]);
+                const Point& e = extents[b];
+                coords.push_back({0.0, 0.0, e.x, 0.0, e.x, e.y, 0.0, e.y});
             }
             const int status = UnfoldMesh::PackUVAtlas(packed, coords, resolution, gapTexels);
             if (status != STATUS_SUCCESS) return status;
-            // The packer gives every chart one scale; the gap inside the
-            // bundles holds when it is at least the one planned for.
-            double packedScale = 0.0;
-            for (int b = 0; b < made; ++b)
-                packedScale = std::max(packedScale, PackedScale(bundleCoords[b], coords[first + b]));
+            // Where each rectangle went: a turn, the common scale and a shift,
+            // z -> a z + t in complex terms, read off its first side.
+            std::vector<std::array<double, 4>> moves(made);  // re(a), im(a), re(t), im(t)
+            double packedScale = std::numeric_limits<double>::max();
+            bool rigid = true;
+            for (int b = 0; b < made; ++b) {
+                const std::vector<double>& r = coords[first + b];
+                const double w = extents[b].x, h = extents[b].y;
+                std::array<double, 4>& m = moves[b];
+                m = {(r[2] - r[0]) / w, (r[3] - r[1]) / w, r[0], r[1]};
+                packedScale = std::min(packedScale, std::hypot(m[0], m[1]));
+                // The fourth corner must land where that move takes it (no mirror).
+                rigid = rigid && std::hypot(r[6] - (m[2] - m[1] * h), r[7] - (m[3] + m[0] * h)) <= 1e-9 * (1.0 + h);
+            }
+            if (!rigid) return packAlone();
             _LogDetail("PackUVAtlas: ", items.size(), " small charts in ", made, " bundles, scale ", packedScale,
                        " planned ", scale);
             if (packedScale * d < gap * (1.0 - 1e-9)) {
@@ -581,8 +575,17 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
                 width = 0.0;
                 continue;
             }
+            placed.resize(made);
+            for (int b = 0; b < made; ++b) {
+                const std::array<double, 4>& m = moves[b];
+                placed[b].resize(bundleCoords[b].size());
+                for (size_t i = 0; i + 1 < bundleCoords[b].size(); i += 2) {
+                    const double x = bundleCoords[b][i], y = bundleCoords[b][i + 1];
+                    placed[b][i] = m[0] * x - m[1] * y + m[2];
+                    placed[b][i + 1] = m[1] * x + m[0] * y + m[3];
+                }
+            }
             for (size_t i = 0; i < first; ++i) chartTexCoords[origin[i]].swap(coords[i]);
-            placed.assign(coords.begin() + static_cast<std::ptrdiff_t>(first), coords.end());
         }
         for (size_t index = 0; index < items.size(); ++index) {
             std::vector<double>& uv = chartTexCoords[items[index].chart];
