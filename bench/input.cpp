@@ -7,8 +7,8 @@
 //   moebius          a Moebius strip (cannot be oriented)
 //   fragments_20k    20,000 separate triangles
 //   fragments_50k    50,000 separate triangles (also at 4096 texels)
-// Each run is a child process, so peak memory is that run's own (the mesh
-// included). Atlases are judged with ../shared/tools/uveval when it can be
+// Each input runs in a process of its own (this program with --case), so
+// peak memory is that run's own, the mesh included. Atlases are judged with ../shared/tools/uveval when it can be
 // built: sphere_mixed is judged with the faces it reversed read reversed
 // again (its texture is the oriented sphere's map), so that "flipped" means
 // the same as for the oriented sphere.
@@ -26,7 +26,6 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -78,98 +77,81 @@ double FillBound(const TriMesh& mesh, double gap) {
     return s * s * area;
 }
 
-std::string RunCommand(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return output;
-    char buffer[4096];
-    while (fgets(buffer, sizeof(buffer), pipe)) output += buffer;
-    pclose(pipe);
-    return output;
-}
-
-std::string Field(const std::string& json, const std::string& key) {
-    const std::string pattern = "\"" + key + "\":";
-    size_t at = json.find(pattern);
-    if (at == std::string::npos) return "-";
-    at += pattern.size();
-    return json.substr(at, json.find_first_of(",}", at) - at);
-}
-
-// Runs the case `runs` times in a child and writes the last atlas (and the
-// surface to judge it against) into `out`.
-RunResult RunChild(const Case& c, int runs, const std::string& out, long& peakKb) {
-    int fds[2];
-    if (pipe(fds) != 0) return {};
-    pid_t pid = fork();
-    if (pid == 0) {
-        close(fds[0]);
-        RunResult result;
-        TriMesh mesh;
-        if (!c.make(mesh)) {
-            result.status = -100;
-        } else {
-            result.faces = mesh.GetTriangleCount();
-            if (c.name.rfind("fragments", 0) == 0) result.bound = FillBound(mesh, 1.0 / c.resolution);
-            ORVO::UVAtlasOptions options;
-            options.resolution = c.resolution;
-            std::vector<double> times, tex;
-            std::vector<int> ids;
-            for (int r = 0; r < runs && result.status == 0; ++r) {
-                ORVO::UVAtlasReport report;
-                result.status = ORVO::UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids, &report);
-                times.push_back(report.seconds);
-                result.charts = report.chartCount;
-                result.utilization = report.utilization;
-                result.welded = report.weldedVertices;
-                result.turned = report.turnedFaces;
-            }
-            if (result.status == 0) {
-                std::sort(times.begin(), times.end());
-                result.seconds = times[times.size() / 2];
-                TriMesh judged = mesh;
-                if (c.reversedStep > 0) {
-                    judged = exportmesh::Reversed(mesh, c.reversedStep);
-                    for (int f = 0; f < mesh.GetTriangleCount(); f += c.reversedStep)
-                        std::swap(ids[3 * f + 1], ids[3 * f + 2]);
-                }
-                ORVO::Parser::ExportTriMesh(out + "/" + c.name + ".obj", &judged);
-                ORVO::Parser::ExportTriMesh(out + "/" + c.name + "_atlas.obj", &judged, &tex, &ids);
-            }
-        }
-        ssize_t written = write(fds[1], &result, sizeof(result));
-        (void)written;
-        _exit(0);
+// The whole output of a command.
+std::string Capture(const std::string& command) {
+    std::string text;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char chunk[4096];
+        for (size_t n; (n = fread(chunk, 1, sizeof(chunk), pipe)) > 0;) text.append(chunk, n);
+        pclose(pipe);
     }
-    close(fds[1]);
+    return text;
+}
+
+// The value after "key": in one line of JSON, "-" when absent.
+std::string JsonValue(const std::string& json, const std::string& key) {
+    const size_t at = json.find("\"" + key + "\":");
+    if (at == std::string::npos) return "-";
+    const size_t from = at + key.size() + 3;
+    return json.substr(from, json.find_first_of(",}", from) - from);
+}
+
+// Runs one case `runs` times in this process, writes the last atlas (and
+// the surface to judge it against) into `out` and prints one line of
+// figures for the parent, this process's peak memory included.
+int RunCase(const Case& c, int runs, const std::string& out) {
     RunResult result;
-    result.status = -101;
-    if (read(fds[0], &result, sizeof(result)) != static_cast<ssize_t>(sizeof(result))) result.status = -101;
-    close(fds[0]);
-    int wstatus = 0;
+    TriMesh mesh;
+    if (!c.make(mesh)) {
+        std::printf("RESULT -100\n");
+        return 0;
+    }
+    result.faces = mesh.GetTriangleCount();
+    if (c.name.rfind("fragments", 0) == 0) result.bound = FillBound(mesh, 1.0 / c.resolution);
+    ORVO::UVAtlasOptions options;
+    options.resolution = c.resolution;
+    std::vector<double> times, tex;
+    std::vector<int> ids;
+    for (int r = 0; r < runs && result.status == 0; ++r) {
+        ORVO::UVAtlasReport report;
+        result.status = ORVO::UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids, &report);
+        times.push_back(report.seconds);
+        result.charts = report.chartCount;
+        result.utilization = report.utilization;
+        result.welded = report.weldedVertices;
+        result.turned = report.turnedFaces;
+    }
+    if (result.status == 0) {
+        std::sort(times.begin(), times.end());
+        result.seconds = times[times.size() / 2];
+        TriMesh judged = mesh;
+        if (c.reversedStep > 0) {
+            judged = exportmesh::Reversed(mesh, c.reversedStep);
+            for (int f = 0; f < mesh.GetTriangleCount(); f += c.reversedStep) std::swap(ids[3 * f + 1], ids[3 * f + 2]);
+        }
+        ORVO::Parser::ExportTriMesh(out + "/" + c.name + ".obj", &judged);
+        ORVO::Parser::ExportTriMesh(out + "/" + c.name + "_atlas.obj", &judged, &tex, &ids);
+    }
     struct rusage usage {};
-    wait4(pid, &wstatus, 0, &usage);
-    peakKb = usage.ru_maxrss;
-    return result;
+    getrusage(RUSAGE_SELF, &usage);
+    std::printf("RESULT %d %d %d %d %d %.6f %ld %.6f %.6f\n", result.status, result.faces, result.charts, result.welded,
+                result.turned, result.seconds, usage.ru_maxrss, result.utilization, result.bound);
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::string shared = QARN_SHARED_DIR;
-    std::string only, out = "input-out";
+    std::string only, out = "input-out", single;
     int runs = 3;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--runs" && i + 1 < argc) runs = std::max(1, std::atoi(argv[++i]));
         else if (a == "--only" && i + 1 < argc) only = argv[++i];
         else if (a == "--out" && i + 1 < argc) out = argv[++i];
+        else if (a == "--case" && i + 1 < argc) single = argv[++i];
     }
-    mkdir(out.c_str(), 0755);
-    std::string judge = out + "/uveval";
-    if (access(judge.c_str(), X_OK) != 0)
-        RunCommand("sh " + shared + "/tools/build-uveval.sh " + out + " >/dev/null 2>&1");
-    const bool judging = access(judge.c_str(), X_OK) == 0;
 
     const TriMesh sphere = testmesh::Sphere(1.0, 32, 64);
     const std::vector<Case> cases = {
@@ -185,32 +167,52 @@ int main(int argc, char** argv) {
         {"fragments_50k", 1024, [&](TriMesh& m) { m = exportmesh::Fragments(50000, 50000); return true; }},
         {"fragments_50k_4096", 4096, [&](TriMesh& m) { m = exportmesh::Fragments(50000, 50000); return true; }},
     };
+    // A child: one case, its figures on one line.
+    if (!single.empty()) {
+        for (const Case& c : cases) {
+            if (c.name == single) return RunCase(c, runs, out);
+        }
+        return 1;
+    }
 
+    mkdir(out.c_str(), 0755);
+    const std::string judge = out + "/uveval";
+    if (access(judge.c_str(), X_OK) != 0) Capture("sh " + shared + "/tools/build-uveval.sh " + out + " >/dev/null 2>&1");
+    const bool judging = access(judge.c_str(), X_OK) == 0;
     std::printf("| input | faces | texels | charts | welded | turned | seconds | peak MB | utilization | bound | "
                 "overlap | flipped | in unit square | stretch_l2 | stretch_linf | seam_length_ratio |\n");
     std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     std::fflush(stdout);
     for (const Case& c : cases) {
         if (!only.empty() && only != c.name) continue;
+        // Each case in a process of its own, so that its peak memory is its own.
+        const std::string line = Capture(std::string(argv[0]) + " --case " + c.name + " --runs " +
+                                         std::to_string(runs) + " --out " + out);
+        RunResult r;
         long peakKb = 0;
-        const RunResult r = RunChild(c, runs, out, peakKb);
-        if (r.status == -100) {
+        const size_t at = line.find("RESULT ");
+        const int fields = at == std::string::npos
+                               ? 0
+                               : std::sscanf(line.c_str() + at, "RESULT %d %d %d %d %d %lf %ld %lf %lf", &r.status,
+                                             &r.faces, &r.charts, &r.welded, &r.turned, &r.seconds, &peakKb,
+                                             &r.utilization, &r.bound);
+        if (fields >= 1 && r.status == -100) {
             std::printf("| %s | not available (skipped) |\n", c.name.c_str());
             continue;
         }
-        if (r.status != 0) {
-            std::printf("| %s | failed (%d) |\n", c.name.c_str(), r.status);
+        if (fields != 9 || r.status != 0) {
+            std::printf("| %s | failed (%d) |\n", c.name.c_str(), fields == 0 ? -101 : r.status);
             continue;
         }
         std::string json;
-        if (judging)
-            json = RunCommand(judge + " " + out + "/" + c.name + ".obj " + out + "/" + c.name + "_atlas.obj 2>/dev/null");
+        if (judging) json = Capture(judge + " " + out + "/" + c.name + ".obj " + out + "/" + c.name + "_atlas.obj 2>/dev/null");
         const std::string bound = r.bound > 0.0 ? std::to_string(r.bound).substr(0, 5) : "-";
         std::printf("| %s | %d | %d | %d | %d | %d | %.3f | %.0f | %.3f | %s | %s | %s | %s | %s | %s | %s |\n",
                     c.name.c_str(), r.faces, c.resolution, r.charts, r.welded, r.turned, r.seconds, peakKb / 1024.0,
-                    r.utilization, bound.c_str(), Field(json, "overlap").c_str(), Field(json, "flipped_faces").c_str(),
-                    Field(json, "in_unit_square").c_str(), Field(json, "stretch_l2").c_str(),
-                    Field(json, "stretch_linf").c_str(), Field(json, "seam_length_ratio").c_str());
+                    r.utilization, bound.c_str(), JsonValue(json, "overlap").c_str(),
+                    JsonValue(json, "flipped_faces").c_str(), JsonValue(json, "in_unit_square").c_str(),
+                    JsonValue(json, "stretch_l2").c_str(), JsonValue(json, "stretch_linf").c_str(),
+                    JsonValue(json, "seam_length_ratio").c_str());
         std::fflush(stdout);
     }
     return 0;

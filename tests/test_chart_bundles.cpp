@@ -76,12 +76,21 @@ double Utilization(const ChartSet& set) {
     return area;
 }
 
-void ExpectPacked(const ChartSet& before, ChartSet& set, int resolution, int gap) {
+// Packs the set and checks the result: inside the square, no two charts
+// closer than the gap, every chart moved rigidly at one scale. Returns the
+// number of bundles used (-1 when packing failed).
+int PackAndCheck(ChartSet& set, int resolution, int gap) {
+    const std::vector<std::vector<double>> before = set.uvs;
+    int bundles = -1;
+    const int status = ORVO::_PackChartsInBundles(set.charts, set.uvs, resolution, gap, &bundles);
+    EXPECT_EQ(status, 0);
+    if (status != 0) return -1;
     const packcheck::Report report = packcheck::CheckPacking(set.triangles, set.uvs, double(gap) / resolution * (1 - 1e-9));
     EXPECT_TRUE(report.inside) << report.firstProblem;
     EXPECT_EQ(report.closePairs, 0) << report.firstProblem;
     std::string problem;
-    EXPECT_TRUE(packcheck::CheckRigid(set.triangles, before.uvs, set.uvs, nullptr, &problem)) << problem;
+    EXPECT_TRUE(packcheck::CheckRigid(set.triangles, before, set.uvs, nullptr, &problem)) << problem;
+    return bundles;
 }
 
 TEST(ChartBundles, FragmentsAloneFillOneBundleAtTheGap) {
@@ -89,12 +98,7 @@ TEST(ChartBundles, FragmentsAloneFillOneBundleAtTheGap) {
         SCOPED_TRACE(resolution);
         ChartSet set;
         AddFragments(set, 3000, 5);
-        ChartSet before;
-        before.uvs = set.uvs;
-        int bundles = -1;
-        ASSERT_EQ(ORVO::_PackChartsInBundles(set.charts, set.uvs, resolution, 1, &bundles), 0);
-        EXPECT_EQ(bundles, 1);
-        ExpectPacked(before, set, resolution, 1);
+        EXPECT_EQ(PackAndCheck(set, resolution, 1), 1);
         // At 1024 texels the gap around charts a few texels wide caps the fill.
         EXPECT_GT(Utilization(set), resolution == 1024 ? 0.5 : 0.7);
     }
@@ -106,24 +110,14 @@ TEST(ChartBundles, FragmentsBesideLargeChartsKeepTheGapToThem) {
     AddSheet(set, 4, 25.0);
     AddFragments(set, 2400, 9);
     AddSheet(set, 5, 30.0);
-    ChartSet before;
-    before.uvs = set.uvs;
-    int bundles = -1;
-    ASSERT_EQ(ORVO::_PackChartsInBundles(set.charts, set.uvs, 1024, 2, &bundles), 0);
-    EXPECT_GE(bundles, 1);
-    ExpectPacked(before, set, 1024, 2);
+    EXPECT_GE(PackAndCheck(set, 1024, 2), 1);
     EXPECT_GT(Utilization(set), 0.4);
 }
 
 TEST(ChartBundles, FewSmallChartsArePackedOneByOne) {
     ChartSet set;
     AddFragments(set, 100, 3);
-    ChartSet before;
-    before.uvs = set.uvs;
-    int bundles = -1;
-    ASSERT_EQ(ORVO::_PackChartsInBundles(set.charts, set.uvs, 1024, 1, &bundles), 0);
-    EXPECT_EQ(bundles, 0);
-    ExpectPacked(before, set, 1024, 1);
+    EXPECT_EQ(PackAndCheck(set, 1024, 1), 0);
 }
 
 TEST(ChartBundles, InvalidInputIsRefusedLikeThePacker) {
