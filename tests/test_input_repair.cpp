@@ -232,6 +232,35 @@ TEST(InputOrient, TurnedAndWeldedFacesKeepTheCallersCorners) {
     ExpectCornersFollowTheCaller(written, atlas);
 }
 
+TEST(InputWeld, CutLinesFollowTheWeldedVertices) {
+    // A flat sheet written with three vertices per face, cut across its
+    // middle by a line given in the caller's ids (one of the copies of each
+    // point): the cut still parts the sheet in two.
+    const TriMesh sheet = testmesh::Grid(8, 8);
+    const TriMesh written = exportmesh::Unwelded(sheet);
+    std::vector<int> line;
+    for (int j = 0; j <= 8; ++j) {
+        const int original = j * 9 + 4;
+        for (int f = 0, found = 0; f < sheet.GetTriangleCount() && !found; ++f) {
+            for (int k = 0; k < 3 && !found; ++k) {
+                if (sheet.GetTriangle(f)[k] == original) {
+                    line.push_back(3 * f + k);
+                    found = 1;
+                }
+            }
+        }
+    }
+    const std::vector<std::vector<int>> lines{line};
+    UVAtlasOptions options;
+    options.chartCount = 1;
+    options.initSplitLines = &lines;
+    Atlas atlas;
+    atlas.status = UnfoldMesh::GenerateUVAtlas(&written, options, &atlas.tex, &atlas.ids, &atlas.report);
+    ExpectValid(written, atlas, "cut sheet");
+    EXPECT_EQ(atlas.report.chartCount, 2);
+    ExpectCornersFollowTheCaller(written, atlas);
+}
+
 TEST(TinyPieces, DevelopablePiecesAreLaidOutExactly) {
     // A flat fan of six faces around a vertex, lifted into a tent: still
     // developable along its open side.
