@@ -177,7 +177,8 @@ int main(int argc, char** argv) {
 
     mkdir(out.c_str(), 0755);
     const std::string judge = out + "/uveval";
-    if (access(judge.c_str(), X_OK) != 0) Capture("sh " + shared + "/tools/build-uveval.sh " + out + " >/dev/null 2>&1");
+    if (access(judge.c_str(), X_OK) != 0)
+        Capture("sh " + shared + "/tools/build-uveval.sh " + out + " >/dev/null 2>&1");
     const bool judging = access(judge.c_str(), X_OK) == 0;
     std::printf("| input | faces | texels | charts | welded | turned | seconds | peak MB | utilization | bound | "
                 "overlap | flipped | in unit square | stretch_l2 | stretch_linf | seam_length_ratio |\n");
@@ -205,7 +206,8 @@ int main(int argc, char** argv) {
             continue;
         }
         std::string json;
-        if (judging) json = Capture(judge + " " + out + "/" + c.name + ".obj " + out + "/" + c.name + "_atlas.obj 2>/dev/null");
+        const std::string files = out + "/" + c.name + ".obj " + out + "/" + c.name + "_atlas.obj";
+        if (judging) json = Capture(judge + " " + files + " 2>/dev/null");
         const std::string bound = r.bound > 0.0 ? std::to_string(r.bound).substr(0, 5) : "-";
         std::printf("| %s | %d | %d | %d | %d | %d | %.3f | %.0f | %.3f | %s | %s | %s | %s | %s | %s | %s |\n",
                     c.name.c_str(), r.faces, c.resolution, r.charts, r.welded, r.turned, r.seconds, peakKb / 1024.0,

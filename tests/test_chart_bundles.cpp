@@ -85,7 +85,8 @@ int PackAndCheck(ChartSet& set, int resolution, int gap) {
     const int status = ORVO::_PackChartsInBundles(set.charts, set.uvs, resolution, gap, &bundles);
     EXPECT_EQ(status, 0);
     if (status != 0) return -1;
-    const packcheck::Report report = packcheck::CheckPacking(set.triangles, set.uvs, double(gap) / resolution * (1 - 1e-9));
+    const double required = double(gap) / resolution * (1 - 1e-9);
+    const packcheck::Report report = packcheck::CheckPacking(set.triangles, set.uvs, required);
     EXPECT_TRUE(report.inside) << report.firstProblem;
     EXPECT_EQ(report.closePairs, 0) << report.firstProblem;
     std::string problem;

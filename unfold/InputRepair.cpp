@@ -45,7 +45,8 @@ void _RepairInput(const ITriMesh* mesh, double diagonal, bool weld, bool orient,
     auto copy = std::make_unique<TriMesh>();
     copy->ReserveVertices(workingCount);
     copy->ReserveTriangles(faceCount);
-    for (int v = 0; v < workingCount; ++v) copy->InsertVertex(Vector3(coords[3 * v], coords[3 * v + 1], coords[3 * v + 2]));
+    for (int v = 0; v < workingCount; ++v)
+        copy->InsertVertex(Vector3(coords[3 * v], coords[3 * v + 1], coords[3 * v + 2]));
     for (int f = 0; f < faceCount; ++f) {
         const int* t = &corners[3 * static_cast<size_t>(f)];
         if (result.turned[f]) {

@@ -1,5 +1,6 @@
-// Rows of small charts, nested at the gap, cut into square bundles that the
-// packer places like any other chart.
+// Rows of small charts, nested at the gap: one block scaled into the square
+// when there is nothing else, else square bundles that the packer places as
+// rectangles among the other charts.
 
 #include "unfold/packing/ChartBundles.h"
 
@@ -29,6 +30,7 @@ constexpr double kBundleSide = 0.35;
 constexpr double kBundleFill = 0.92;
 constexpr double kOtherFill = 0.72;
 constexpr double kFirstGuessFill = 0.75;
+constexpr int kPlanSteps = 8;
 // Share of their rows that the charts' hulls, grown by half the gap, fill:
 // the first guess of the rows' extent.
 constexpr double kRowFill = 0.83;
@@ -299,7 +301,8 @@ private:
                 if (f >= it.frames.size() || it.frames[f].height > mRowHeight || mStart.empty()) continue;
                 Pose(it.frames[f], t == 1, mRowHeight, c.pose[f][t]);
                 double x = 0.0;
-                for (size_t j = mStart.size(); j-- > 0 && mReachAt[j] + mGap > x;) x = Shift(j, c.pose[f][t], it.frames[f].lengths, x);
+                for (size_t j = mStart.size(); j-- > 0 && mReachAt[j] + mGap > x;)
+                    x = Shift(j, c.pose[f][t], it.frames[f].lengths, x);
                 c.x[f][t] = x;
             }
         }
@@ -465,7 +468,8 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
     // Tallest first: each row then holds shapes of about one height.
     std::vector<int> order(items.size());
     std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return items[a].frames[0].height > items[b].frames[0].height; });
+    std::stable_sort(order.begin(), order.end(),
+                     [&](int a, int b) { return items[a].frames[0].height > items[b].frames[0].height; });
 
     // The rows are laid out as wide as the square that all charts will make
     // together. Without other charts they form one bundle, which is simply
@@ -480,7 +484,7 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
     // First plan: the scale at which the charts' hulls, grown by half the
     // gap, fill the rows as they usually do (a few steps of the estimate).
     double scale = std::sqrt(kFirstGuessFill / totalArea);
-    for (int step = 0; step < 8; ++step) {
+    for (int step = 0; step < kPlanSteps; ++step) {
         const double d = std::max(gap / scale, kSmallestGap * largest);
         double grown = 0.0;
         for (const Item& item : items) grown += item.area + 0.5 * item.perimeter * d + d * d;
@@ -496,7 +500,8 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
             width = std::max(largest, std::sqrt(width / kRowFill + otherArea / kOtherFill));
         }
         const double side = alone ? width : std::max(largest, kBundleSide * width);
-        const int made = LayOut(items, order, side, alone ? std::numeric_limits<double>::max() : side, d, slots, extents);
+        const double height = alone ? std::numeric_limits<double>::max() : side;
+        const int made = LayOut(items, order, side, height, d, slots, extents);
         double boxes = 0.0, longest = 0.0;
         for (const Point& e : extents) {
             boxes += (e.x + d) * (e.y + d);
