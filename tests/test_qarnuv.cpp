@@ -4,6 +4,7 @@
 #include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "ExporterMeshes.h"
 #include "MeshChecks.h"
 #include "MeshCutKit.h"
 #include "TestFiles.h"
@@ -215,6 +216,31 @@ TEST(Qarnuv, UnwrapWritesAtlasPreviewAndJsonLine) {
     EXPECT_NE(text.out.find("utilization"), std::string::npos);
     ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "atlas.ply", &atlas, &tex, &ids), 0);
     EXPECT_EQ(ids.size(), 3u * torus.GetTriangleCount());
+}
+
+TEST(Qarnuv, UnwrapWeldsAndOrientsUnlessToldNot) {
+    REQUIRE_QARNUV();
+    ScratchDir dir;
+    // A sphere as a flat-shading exporter with a careless winding writes it.
+    const TriMesh written = exportmesh::Unwelded(exportmesh::Reversed(testmesh::Sphere(1.0, 10, 20), 2));
+    ASSERT_EQ(ORVO::Parser::ExportTriMesh(dir / "sphere.obj", &written), 0);
+    auto run = [&](std::vector<std::string> extra) {
+        std::vector<std::string> args = {kQarnuv, "unwrap", "sphere.obj", "atlas.obj", "--json"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        Outcome r = RunProgram(args, dir.Path());
+        EXPECT_EQ(r.exitCode, 0) << r.err;
+        std::map<std::string, std::string> json;
+        EXPECT_TRUE(ParseFlatJson(Lines(r.out).at(0), json)) << r.out;
+        return json;
+    };
+    std::map<std::string, std::string> repaired = run({});
+    EXPECT_GT(std::atoi(repaired["welded_vertices"].c_str()), 0);
+    EXPECT_EQ(std::atoi(repaired["turned_faces"].c_str()), written.GetTriangleCount() / 2);
+    EXPECT_LE(std::atoi(repaired["charts"].c_str()), 12);
+    std::map<std::string, std::string> asWritten = run({"--no-weld", "--no-orient"});
+    EXPECT_EQ(asWritten["welded_vertices"], "0");
+    EXPECT_EQ(asWritten["turned_faces"], "0");
+    EXPECT_EQ(std::atoi(asWritten["charts"].c_str()), written.GetTriangleCount());
 }
 
 TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {

@@ -17,6 +17,11 @@ struct AtlasSettings {
     int threadCount = 0;          // 0: derived from the processor count
     int resolution = 1024;        // packing texture size
     int gapTexels = 1;            // packing gap
+    // Options form only: weld and orient a working copy first; lay pieces of
+    // a few faces flat directly and pack many small charts in bundles.
+    bool weldVertices = false;
+    bool orientFaces = false;
+    bool fragmentsInBulk = false;
 };
 
 // Every chart accepted so far, with its (u, v) pairs and, for a stable output

@@ -12,6 +12,9 @@
 #include "foundation/LogLine.h"
 #include "unfold/AtlasContext.h"
 #include "unfold/AtlasStatistics.h"
+#include "unfold/InputRepair.h"
+#include "unfold/TinyPiece.h"
+#include "unfold/packing/ChartBundles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -133,6 +136,23 @@ void IncidentFaces(const ITriMesh* mesh, std::vector<int>& start, std::vector<in
     }
 }
 
+// The caller's cut lines in vertex ids of the working copy; a step between
+// two vertices that were welded into one is dropped.
+const std::vector<std::vector<int>>* MapLines(const std::vector<std::vector<int>>& lines,
+                                              const std::vector<int>& vertexOf,
+                                              std::vector<std::vector<int>>& mapped) {
+    mapped.resize(lines.size());
+    for (size_t l = 0; l < lines.size(); ++l) {
+        mapped[l].clear();
+        for (int v : lines[l]) {
+            // Ids out of range are passed on as they are: the line ends there.
+            const int w = v >= 0 && v < static_cast<int>(vertexOf.size()) ? vertexOf[v] : -1;
+            if (mapped[l].empty() || mapped[l].back() != w) mapped[l].push_back(w);
+        }
+    }
+    return &mapped;
+}
+
 void LogStatistics(double seconds) {
     AtlasStatistics& s = _AtlasStatistics();
     double calls = s.isometricCalls.load();
@@ -161,15 +181,27 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
                     "init split operation ");
     }
     if (!_ActivationGateB()) return STATUS_SUCCESS;
-    const int vertexCount = triMesh->GetVertexCount();
     const int faceCount = triMesh->GetTriangleCount();
-    if (!(vertexCount > 2 && faceCount > 0)) {
-        _LogFailure("UnfoldMesh::GenerateUVAtlas invalid vertexCount: ", vertexCount, " triangleCount: ", faceCount);
+    if (!(triMesh->GetVertexCount() > 2 && faceCount > 0)) {
+        _LogFailure("UnfoldMesh::GenerateUVAtlas invalid vertexCount: ", triMesh->GetVertexCount(),
+                    " triangleCount: ", faceCount);
         return STATUS_INVALID_INPUT;
     }
     UnitFrame frame;
     int status = ValidateMesh(triMesh, frame);
     if (status != STATUS_SUCCESS) return status;
+    // From here on the stages see the working copy when one was needed; its
+    // faces keep the caller's ids.
+    RepairedInput repaired;
+    std::vector<std::vector<int>> repairedLines;
+    if (settings.weldVertices || settings.orientFaces) {
+        _RepairInput(triMesh, 1.0 / frame.scale, settings.weldVertices, settings.orientFaces, repaired);
+        if (repaired.mesh) {
+            triMesh = repaired.mesh.get();
+            if (initSplitLines != nullptr) initSplitLines = MapLines(*initSplitLines, repaired.vertexOf, repairedLines);
+        }
+    }
+    const int vertexCount = triMesh->GetVertexCount();
 
     std::vector<int> incidenceStart, incidence;
     IncidentFaces(triMesh, incidenceStart, incidence);
@@ -216,6 +248,22 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         }
         if (faces.empty()) continue;  // an isolated vertex has nothing to map
         std::sort(faces.begin(), faces.end());
+
+        // A fragment of a few faces is laid flat directly and becomes a chart
+        // as it is; one the direct layout cannot take goes the full route.
+        if (settings.fragmentsInBulk && lineCount == 0 && faces.size() <= kTinyPieceFaces) {
+            std::unique_ptr<TriMesh> chart;
+            std::vector<double> uv;
+            if (_FlattenTinyPiece(triMesh, faces, frame.centre, frame.scale, chart, uv)) {
+                const int chartIndex = static_cast<int>(charts.charts.size());
+                charts.charts.push_back(std::move(chart));
+                charts.texCoords.push_back(std::move(uv));
+                charts.order.emplace_back(component, 0);
+                for (size_t i = 0; i < faces.size(); ++i) placement[faces[i]] = {chartIndex, static_cast<int>(i)};
+                ++component;
+                continue;
+            }
+        }
 
         std::unique_ptr<TriMesh> subMesh;
         status = ConstructSubMesh(triMesh, vertices, faces, frame, subMesh, subVertex);
@@ -270,7 +318,9 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         chartCoords[i].swap(charts.texCoords[order[i]]);
     }
 
-    status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    status = settings.fragmentsInBulk
+                 ? _PackChartsInBundles(chartMeshes, chartCoords, settings.resolution, settings.gapTexels, nullptr)
+                 : UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
     if (status != STATUS_SUCCESS) return status;
     progress.SetProgress(0.975);
 
@@ -293,6 +343,10 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         const double* t2 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[2])];
         uvArea += 0.5 * std::fabs((t1[0] - t0[0]) * (t2[1] - t0[1]) - (t1[1] - t0[1]) * (t2[0] - t0[0]));
     }
+    // A face the working copy turned gets its corners back in the caller's order.
+    for (size_t f = 0; f < repaired.turned.size(); ++f) {
+        if (repaired.turned[f]) std::swap((*faceTexIds)[3 * f + 1], (*faceTexIds)[3 * f + 2]);
+    }
     charts.charts.clear();
     progress.SetProgress(1.0);
     const double seconds = Profiler::GetTime() - startTime;
@@ -301,6 +355,8 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         report->chartCount = static_cast<int>(chartTotal);
         report->utilization = uvArea;
         report->seconds = seconds;
+        report->weldedVertices = repaired.weldedVertices;
+        report->turnedFaces = repaired.turnedFaces;
     }
     return STATUS_SUCCESS;
 }
@@ -343,6 +399,9 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.threadCount = options.threadCount;
     settings.resolution = options.resolution;
     settings.gapTexels = options.gapTexels;
+    settings.weldVertices = options.weldVertices;
+    settings.orientFaces = options.orientFaces;
+    settings.fragmentsInBulk = true;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,

@@ -11,7 +11,8 @@
 namespace ORVO {
 
 // Settings of the options form of GenerateUVAtlas. The defaults reproduce the
-// plain form, except `strict`, which a real user wants on.
+// plain form, except `strict` and the input repair (`weldVertices`,
+// `orientFaces`), which a real user wants on.
 struct ORVO_API UVAtlasOptions {
     // Charts wanted for the whole mesh (shared among components by vertex
     // count); 0 lets the library choose from the mesh.
@@ -29,6 +30,18 @@ struct ORVO_API UVAtlasOptions {
     int threadCount = 0;
     // Optional cut lines (input vertex ids along mesh edges) applied first.
     const std::vector<std::vector<int>>* initSplitLines = nullptr;
+
+    // Input as exporters write it. The atlas works on a copy of the mesh in
+    // which vertices at the same position (equal, or closer than 1e-6 of the
+    // bounding-box diagonal) are one vertex, so that faces written with
+    // corners of their own are joined again; a seam is kept only where its
+    // two sides' positions differ. Each piece's faces are then turned to
+    // agree with their neighbours (a piece that cannot be oriented, such as a
+    // Moebius strip, is cut). The outputs still refer to the caller's faces
+    // and corner order: a face that was turned is mirrored in the texture
+    // like its geometry. Pieces of a few faces are laid flat directly.
+    bool weldVertices = true;
+    bool orientFaces = true;
 };
 
 // What an options-form call produced.
@@ -36,6 +49,10 @@ struct ORVO_API UVAtlasReport {
     int chartCount = 0;        // charts in the atlas
     double utilization = 0.0;  // total UV triangle area / unit square
     double seconds = 0.0;      // wall time of the call
+
+    // What the working copy changed (see weldVertices and orientFaces).
+    int weldedVertices = 0;    // caller vertices merged into another at its position
+    int turnedFaces = 0;       // faces whose orientation disagreed with their piece
 };
 
 class ORVO_API UnfoldMesh {

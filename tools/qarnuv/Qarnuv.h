@@ -76,6 +76,8 @@ struct UnwrapSettings {
     std::string previewPath;
     int previewSize = 1024;
     bool progress = true;
+    bool weld = true;    // weld vertices at one position (--no-weld)
+    bool orient = true;  // orient each piece's faces alike (--no-orient)
 };
 
 struct UnwrapOutcome {
@@ -84,6 +86,8 @@ struct UnwrapOutcome {
     int charts = 0;
     double seconds = 0.0;
     AtlasQuality quality;
+    int weldedVertices = 0;
+    int turnedFaces = 0;
 };
 
 // Runs the atlas (strict mode) and, when asked, writes the preview. Returns

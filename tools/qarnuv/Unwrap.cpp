@@ -41,6 +41,14 @@ std::string RecordedDumpFile(int counter) {
     return newest;
 }
 
+// What the working copy changed, when it changed anything.
+std::string RepairNote(const UnwrapOutcome& outcome) {
+    std::string note;
+    if (outcome.weldedVertices > 0) note += ", welded " + std::to_string(outcome.weldedVertices) + " vertices";
+    if (outcome.turnedFaces > 0) note += ", turned " + std::to_string(outcome.turnedFaces) + " faces";
+    return note;
+}
+
 }  // namespace
 
 void PrintError(const std::string& message) { std::fprintf(stderr, "qarnuv: error: %s\n", message.c_str()); }
@@ -69,6 +77,8 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     options.gapTexels = settings.gap;
     options.threadCount = settings.threads;
     options.strict = true;
+    options.weldVertices = settings.weld;
+    options.orientFaces = settings.orient;
     ORVO::UVAtlasReport report;
     ORVO::ResetApiProgress();
     int status;
@@ -83,6 +93,8 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     }
     outcome.charts = report.chartCount;
     outcome.seconds = report.seconds;
+    outcome.weldedVertices = report.weldedVertices;
+    outcome.turnedFaces = report.turnedFaces;
     std::vector<double> faceStretch;
     outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
     if (!settings.previewPath.empty() &&
@@ -95,7 +107,8 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
 std::string SummaryLine(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh) {
     return std::to_string(mesh.GetTriangleCount()) + " faces, " + std::to_string(outcome.charts) + " charts, utilization " +
            Number("%.3f", outcome.quality.utilization) + ", stretch L2 " + Number("%.3f", outcome.quality.stretchL2) +
-           " Linf " + Number("%.3f", outcome.quality.stretchLinf) + ", " + Number("%.2f", outcome.seconds) + " s";
+           " Linf " + Number("%.3f", outcome.quality.stretchLinf) + ", " + Number("%.2f", outcome.seconds) + " s" +
+           RepairNote(outcome);
 }
 
 std::string SummaryJson(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh, const std::string& input,
@@ -105,7 +118,9 @@ std::string SummaryJson(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh,
            ",\"charts\":" + std::to_string(outcome.charts) + ",\"utilization\":" + Number("%.6g", outcome.quality.utilization) +
            ",\"stretch_l2\":" + Number("%.6g", outcome.quality.stretchL2) +
            ",\"stretch_linf\":" + Number("%.6g", outcome.quality.stretchLinf) +
-           ",\"seconds\":" + Number("%.6g", outcome.seconds) + "}";
+           ",\"seconds\":" + Number("%.6g", outcome.seconds) +
+           ",\"welded_vertices\":" + std::to_string(outcome.weldedVertices) +
+           ",\"turned_faces\":" + std::to_string(outcome.turnedFaces) + "}";
 }
 
 int RunUnwrap(const UnwrapCommand& command) {

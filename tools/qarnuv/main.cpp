@@ -1,6 +1,7 @@
 // qarnuv: the command-line face of the library.
 //   qarnuv unwrap IN OUT [--charts N | --auto] [--resolution R] [--gap T]
 //                        [--threads N] [--preview atlas.png] [--json]
+//                        [--no-weld] [--no-orient]
 //   qarnuv stats ATLAS [--json]
 //   qarnuv replay FILE.dump [--out OUT.obj|.ply] [--inputs IN.obj|.ply] [--json]
 //   qarnuv demo [--out DIR]
@@ -40,6 +41,9 @@ int main(int argc, char** argv) {
     unwrapApp->add_flag("--json", unwrap.json, "print the summary as one JSON line");
     unwrapApp->add_flag("--record", unwrap.record,
                         "write a dump file of the atlas call into the current folder, for qarnuv replay");
+    bool noWeld = false, noOrient = false;
+    unwrapApp->add_flag("--no-weld", noWeld, "keep vertices that share a position apart (seams wherever the file has them)");
+    unwrapApp->add_flag("--no-orient", noOrient, "keep every face's orientation as the file has it");
 
     qarnuv::StatsCommand stats;
     CLI::App* statsApp = app.add_subcommand("stats", "quality figures of an atlas file (any tool's)");
@@ -86,7 +90,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (!logFile.empty()) ORVO::LogSystem::SetLogFileName(logFile);
-    if (unwrapApp->parsed()) return qarnuv::RunUnwrap(unwrap);
+    if (unwrapApp->parsed()) {
+        unwrap.settings.weld = !noWeld;
+        unwrap.settings.orient = !noOrient;
+        return qarnuv::RunUnwrap(unwrap);
+    }
     if (replayApp->parsed()) return qarnuv::RunReplay(replay);
     if (statsApp->parsed()) {
         stats.overlaps = !noOverlaps;
