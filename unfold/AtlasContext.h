@@ -5,6 +5,7 @@
 #include <QarnUVAtlas/Threads.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include <atomic>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -17,6 +18,9 @@ struct AtlasSettings {
     int threadCount = 0;          // 0: derived from the processor count
     int resolution = 1024;        // packing texture size
     int gapTexels = 1;            // packing gap
+    const std::atomic<bool>* cancel = nullptr;  // the caller's stop request, or null
+
+    bool Cancelled() const { return cancel != nullptr && cancel->load(std::memory_order_relaxed); }
 };
 
 // Every chart accepted so far, with its (u, v) pairs and, for a stable output

@@ -183,8 +183,17 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     int component = 0;
     int assignedVertices = 0;
 
+    // A stop request is honoured between components and before packing; the
+    // stages below check it between their own steps.
+    auto cancelled = [&settings]() {
+        if (!settings.Cancelled()) return false;
+        _LogFailure("UnfoldMesh::GenerateUVAtlas: cancelled by the caller");
+        return true;
+    };
+
     for (int seed = 0; seed < vertexCount; ++seed) {
         if (componentOf[seed] >= 0) continue;
+        if (cancelled()) return STATUS_FAILED;
         // Vertices joined through shared faces, breadth first.
         std::vector<int> vertices{seed};
         componentOf[seed] = component;
@@ -246,6 +255,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
                                      componentPlacement);
         progress.LeaveStage();
         if (status != STATUS_SUCCESS) {
+            if (cancelled()) return STATUS_FAILED;
             _LogFailure("UnfoldMesh2Regions failed ", status);
             return status;
         }
@@ -268,6 +278,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         chartCoords[i].swap(charts.texCoords[order[i]]);
     }
 
+    if (cancelled()) return STATUS_FAILED;
     status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
     if (status != STATUS_SUCCESS) return status;
     progress.SetProgress(0.975);
@@ -335,6 +346,7 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.threadCount = options.threadCount;
     settings.resolution = options.resolution;
     settings.gapTexels = options.gapTexels;
+    settings.cancel = options.cancel;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,

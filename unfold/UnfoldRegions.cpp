@@ -35,6 +35,8 @@ public:
 
 private:
     int Unfold() {
+        // A stopped call leaves the remaining regions unflattened; the driver reports it.
+        if (mWork.settings->Cancelled()) return STATUS_FAILED;
         std::vector<std::vector<int>> pending;
         int status = _TryUnfoldSingleRegion(mWork, mRegion, mDepth, pending);
         if (status != STATUS_SUCCESS) {
@@ -46,6 +48,7 @@ private:
             ++mDepth;
             next.clear();
             for (const std::vector<int>& part : pending) {
+                if (mWork.settings->Cancelled()) return STATUS_FAILED;
                 status = _TryUnfoldSingleRegion(mWork, part, mDepth, next);
                 if (status != STATUS_SUCCESS) {
                     _LogFailure("TryUnfoldSingleRegion failed ", status);
@@ -185,11 +188,13 @@ int _UnfoldMesh2Regions(TriMesh* mesh, int chartBudget, int componentId, bool ne
         _LogFailure("UnfoldMesh2Regions: GenerateAtlasSplitLines failed ", status);
         return status;
     }
+    if (settings.Cancelled()) return STATUS_FAILED;
 
     progress.EnterStage(0.3);
     if (!splitLines.empty()) status = SplitMesh::SplitByLines(mesh, splitLines, nullptr);
     progress.LeaveStage();
     if (status != STATUS_SUCCESS) return status;
+    if (settings.Cancelled()) return STATUS_FAILED;
 
     progress.EnterStage(1.0);
     status = UnfoldSingleConnectedRegions(mesh, chartBudget, componentId, settings, charts, placement);
