@@ -23,6 +23,21 @@ struct AtlasSettings {
     bool Cancelled() const { return cancel != nullptr && cancel->load(std::memory_order_relaxed); }
 };
 
+// The caller's stop flag for the stages that run on the calling thread and
+// take no settings (the segmentation): set by an AtlasCancelScope for the
+// duration of an atlas call, read by _AtlasCancelRequested on that thread.
+class AtlasCancelScope {
+public:
+    explicit AtlasCancelScope(const std::atomic<bool>* cancel);
+    ~AtlasCancelScope();
+    AtlasCancelScope(const AtlasCancelScope&) = delete;
+    AtlasCancelScope& operator=(const AtlasCancelScope&) = delete;
+
+private:
+    const std::atomic<bool>* mPrevious;
+};
+bool _AtlasCancelRequested();
+
 // Every chart accepted so far, with its (u, v) pairs and, for a stable output
 // order, the smallest component face it holds and its component.
 struct AtlasCharts {

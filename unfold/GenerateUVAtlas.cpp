@@ -249,6 +249,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
             if (!local.empty()) lines.push_back(std::move(local));
         }
 
+        if (cancelled()) return STATUS_FAILED;
         FacePlacement componentPlacement;
         progress.EnterStage(0.1 + 0.85 * assignedVertices / vertexCount);
         status = _UnfoldMesh2Regions(subMesh.get(), budget, component, needInitSplit, lines, settings, charts,
@@ -349,6 +350,7 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.cancel = options.cancel;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
+    AtlasCancelScope cancelScope(options.cancel);
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,
                     report);
 }

@@ -184,11 +184,11 @@ int _UnfoldMesh2Regions(TriMesh* mesh, int chartBudget, int componentId, bool ne
     progress.EnterStage(0.2);
     int status = UnfoldMesh::GenerateAtlasSplitLines(mesh, chartBudget, splitLines);
     progress.LeaveStage();
+    if (settings.Cancelled()) return STATUS_FAILED;
     if (status != STATUS_SUCCESS) {
         _LogFailure("UnfoldMesh2Regions: GenerateAtlasSplitLines failed ", status);
         return status;
     }
-    if (settings.Cancelled()) return STATUS_FAILED;
 
     progress.EnterStage(0.3);
     if (!splitLines.empty()) status = SplitMesh::SplitByLines(mesh, splitLines, nullptr);
