@@ -3,7 +3,7 @@
 # AddressSanitizer and UndefinedBehaviorSanitizer. Not part of the normal build.
 #
 #   fuzz/run.sh [SECONDS] [TARGET...]    SECONDS per target (default 60);
-#                                        targets: obj ply stl off asc (default all)
+#                                        targets: obj ply stl off asc glb (default all)
 #   QARN_FUZZ_BUILD=<folder>             build folder (default build-fuzz)
 #
 # Each target starts from fuzz/seeds and tests/data/malformed (files of its
@@ -17,7 +17,7 @@ seconds="${1:-60}"
 shift || true
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
-    targets=(obj ply stl off asc)
+    targets=(obj ply stl off asc glb)
 fi
 
 command -v clang++ > /dev/null || { echo "fuzz/run.sh needs clang++ (Debian package clang)" >&2; exit 1; }
@@ -30,8 +30,11 @@ cmake --build "$build" --target qarn_internal -j 2
 
 for target in "${targets[@]}"; do
     binary="$build/fuzz_$target"
+    libraries=(-lpthread)
+    if [[ "$target" == glb ]]; then libraries=(-ltinygltf -lpthread); fi  # the container parser
     clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all \
-        -I "$root/include" -I "$root" "$root/fuzz/fuzz_$target.cpp" "$build/libqarn_internal.a" -lpthread -o "$binary"
+        -I "$root/include" -I "$root" "$root/fuzz/fuzz_$target.cpp" "$build/libqarn_internal.a" "${libraries[@]}" \
+        -o "$binary"
     corpus="$build/corpus-$target"
     mkdir -p "$corpus"
     cp "$root"/fuzz/seeds/*."$target" "$corpus"/ 2> /dev/null || true

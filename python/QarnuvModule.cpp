@@ -120,23 +120,32 @@ Atlas Unwrap(const py::object& vertices, const py::object& faces, int charts, in
 
 using Path = std::filesystem::path;
 
-Mesh Load(const Path& file) {
-    const std::string path = file.string();
+// A mesh file as the library reads it, without the GIL.
+struct FileMesh {
     ORVO::TriMesh mesh;
     std::vector<double> texCoords;
     std::vector<int> faceTexIds;
+};
+
+FileMesh ReadMesh(const std::string& path) {
+    FileMesh file;
     int status;
     {
         py::gil_scoped_release release;
-        status = ORVO::Parser::ImportTriMesh(path, &mesh, &texCoords, &faceTexIds);
+        status = ORVO::Parser::ImportTriMesh(path, &file.mesh, &file.texCoords, &file.faceTexIds);
     }
     if (status != ORVO::STATUS_SUCCESS) throw py::value_error(ORVO::Parser::GetLastError());
+    return file;
+}
+
+Mesh Load(const Path& path) {
+    const FileMesh file = ReadMesh(path.string());
     Mesh out;
-    out.vertices = VertexArray(mesh);
-    out.faces = FaceArray(mesh);
-    if (!faceTexIds.empty()) {
-        out.uv = DoubleArray(texCoords, 2);
-        out.cornerUv = IntArray(faceTexIds, 3);
+    out.vertices = VertexArray(file.mesh);
+    out.faces = FaceArray(file.mesh);
+    if (!file.faceTexIds.empty()) {
+        out.uv = DoubleArray(file.texCoords, 2);
+        out.cornerUv = IntArray(file.faceTexIds, 3);
     }
     return out;
 }
@@ -193,19 +202,11 @@ py::dict Measure(const ORVO::TriMesh& mesh, const std::vector<double>& texCoords
     return StatsDict(q, missing);
 }
 
-py::dict StatsOfFile(const Path& file, bool overlaps) {
-    const std::string path = file.string();
-    ORVO::TriMesh mesh;
-    std::vector<double> texCoords;
-    std::vector<int> faceTexIds;
-    int status;
-    {
-        py::gil_scoped_release release;
-        status = ORVO::Parser::ImportTriMesh(path, &mesh, &texCoords, &faceTexIds);
-    }
-    if (status != ORVO::STATUS_SUCCESS) throw py::value_error(ORVO::Parser::GetLastError());
-    if (faceTexIds.empty()) throw py::value_error(path + ": no texture coordinates, so no atlas to measure");
-    return Measure(mesh, texCoords, faceTexIds, overlaps);
+py::dict StatsOfFile(const Path& path, bool overlaps) {
+    const FileMesh file = ReadMesh(path.string());
+    if (file.faceTexIds.empty())
+        throw py::value_error(path.string() + ": no texture coordinates, so no atlas to measure");
+    return Measure(file.mesh, file.texCoords, file.faceTexIds, overlaps);
 }
 
 py::dict StatsOfArrays(const py::object& vertices, const py::object& faces, const py::object& uv,
