@@ -3,8 +3,8 @@
 # AddressSanitizer and UndefinedBehaviorSanitizer. Not part of the normal build.
 #
 #   fuzz/run.sh [SECONDS] [TARGET...]    SECONDS per target (default 60);
-#                                        targets: obj ply stl off asc, and the dump
-#                                        records dump_conformal dump_isometric
+#                                        targets: obj ply stl off asc glb, and the
+#                                        dump records dump_conformal dump_isometric
 #                                        dump_atlas dump_pack dump_split dump
 #                                        (any record by its number) (default all)
 #   QARN_FUZZ_BUILD=<folder>             build folder (default build-fuzz)
@@ -21,7 +21,7 @@ seconds="${1:-60}"
 shift || true
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
-    targets=(obj ply stl off asc dump_conformal dump_isometric dump_atlas dump_pack dump_split dump)
+    targets=(obj ply stl off asc glb dump_conformal dump_isometric dump_atlas dump_pack dump_split dump)
 fi
 
 command -v clang++ > /dev/null || { echo "fuzz/run.sh needs clang++ (Debian package clang)" >&2; exit 1; }
@@ -44,8 +44,10 @@ for target in "${targets[@]}"; do
         dump_split) defines=(-DQARN_FUZZ_RECORD=CreateDumpMeshSplitByLines) ;;
     esac
     [[ "$target" == dump* ]] && source="$root/fuzz/fuzz_dump.cpp"
+    libraries=(-lpthread)
+    if [[ "$target" == glb ]]; then libraries=(-ltinygltf -lpthread); fi  # the container parser
     clang++ -std=c++17 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all "${defines[@]}" \
-        -I "$root/include" -I "$root" "$source" "$build/libqarn_internal.a" -lpthread -o "$binary"
+        -I "$root/include" -I "$root" "$source" "$build/libqarn_internal.a" "${libraries[@]}" -o "$binary"
     corpus="$build/corpus-$target"
     mkdir -p "$corpus"
     cp "$root"/fuzz/seeds/*."$target" "$corpus"/ 2> /dev/null || true

@@ -68,6 +68,21 @@ void _FormatOffMesh(const MeshFileData& mesh, std::string& out);
 int _ParseAscCloud(const char* data, size_t size, CloudFileData& cloud, std::string& error);
 void _FormatAscCloud(const CloudFileData& cloud, std::string& out);
 
+// ---- glTF 2.0: .gltf (JSON) and .glb (binary container) ----
+// Every triangle primitive (lists, strips, fans) of every mesh the default
+// scene places, node transforms applied; corners at one position become one
+// vertex, texture coordinates stay per corner (TEXCOORD_0, v turned so that
+// the origin is at the bottom). Bytes starting with "glTF" are read as GLB.
+// Relative buffer names are looked up in `baseDir`; with "" none is read.
+int _ParseGltfMesh(const char* data, size_t size, const std::string& baseDir, MeshFileData& mesh, std::string& error);
+// One mesh with one triangle primitive whose vertices are the distinct
+// (position, texture pair) corners; float positions, unit normals when all
+// are usable, the smallest index type that fits; `image` (PNG or JPEG bytes,
+// or empty) becomes the base-colour texture. Returns 0, or -2 (an image of
+// another kind, too much data) / -3 (the container writer failed) with `error`.
+int _FormatGltfMesh(const MeshFileData& mesh, const std::string& image, bool binary, std::string& out,
+                    std::string& error);
+
 // Checks shared by the readers: every id in range, every value finite, at
 // least one triangle. Returns 0 or -3 with `error` set.
 int _ValidateMeshData(const MeshFileData& mesh, std::string& error);

@@ -16,7 +16,11 @@ namespace {
 
 thread_local std::string tLastError;
 
-enum class Format { Unknown, Obj, Ply, Stl, Off, Asc };
+#ifndef QARN_HAVE_GLTF
+const char* const kNoGltf = "glTF support is not built into this library (libtinygltf-dev was missing)";
+#endif
+
+enum class Format { Unknown, Obj, Ply, Stl, Off, Asc, Gltf, Glb };
 
 std::string Extension(const std::string& fileName) {
     const size_t dot = fileName.find_last_of('.');
@@ -34,7 +38,18 @@ Format FormatOf(const std::string& fileName) {
     if (ext == "stl") return Format::Stl;
     if (ext == "off") return Format::Off;
     if (ext == "asc") return Format::Asc;
+    if (ext == "gltf") return Format::Gltf;
+    if (ext == "glb") return Format::Glb;
     return Format::Unknown;
+}
+
+const char* const kMeshExtensions = "meshes: obj, ply, stl, off, gltf, glb";
+
+// The folder a .gltf file's relative buffer names start from.
+std::string FolderOf(const std::string& fileName) {
+    const size_t slash = fileName.find_last_of('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : fileName.substr(0, slash);
 }
 
 int Report(int status, const char* operation, const std::string& fileName, const std::string& problem) {
@@ -227,6 +242,56 @@ int ExportCloud(const char* operation, const std::string& fileName, const IPoint
     });
 }
 
+// Mesh export for both entry points; `imageFileName`, when given, names the
+// picture a glTF file embeds as its texture.
+int ExportMesh(const char* operation, const std::string& fileName, const ITriMesh* mesh,
+               const std::vector<double>* texCoords, const std::vector<int>* faceTexIds,
+               const std::string* imageFileName) {
+    tLastError.clear();
+    return Guarded(operation, fileName, [&]() -> int {
+        if (mesh == nullptr) return Report(STATUS_INVALID_INPUT, operation, fileName, "the mesh is NULL");
+        const Format format = FormatOf(fileName);
+        if (format == Format::Unknown || format == Format::Asc)
+            return UnknownExtension(operation, fileName, kMeshExtensions);
+        const bool gltf = format == Format::Gltf || format == Format::Glb;
+#ifndef QARN_HAVE_GLTF
+        if (gltf) return Report(STATUS_INVALID_INPUT, operation, fileName, kNoGltf);
+#endif
+        std::string image, problem;
+        if (imageFileName != nullptr) {
+            if (!gltf)
+                return Report(STATUS_INVALID_INPUT, operation, fileName,
+                              "a texture image can be embedded in .gltf and .glb files only");
+            if (texCoords == nullptr)
+                return Report(STATUS_INVALID_INPUT, operation, fileName, "a texture image needs texture coordinates");
+            if (int status = _ReadFileBytes(*imageFileName, image, problem); status != STATUS_SUCCESS)
+                return Report(status, operation, fileName, "texture image " + *imageFileName + ": " + problem);
+        }
+        MeshFileData data;
+        problem = CollectMesh(*mesh, texCoords, faceTexIds, data);
+        if (!problem.empty()) return Report(STATUS_INVALID_INPUT, operation, fileName, problem);
+        std::string bytes;
+        switch (format) {
+            case Format::Obj: _FormatObjMesh(data, bytes); break;
+            case Format::Ply: _FormatPlyMesh(data, PLY_BINARY_LITTLE_ENDIAN, bytes); break;
+            case Format::Stl: _FormatStlMesh(data, true, bytes); break;
+            case Format::Off: _FormatOffMesh(data, bytes); break;
+#ifdef QARN_HAVE_GLTF
+            case Format::Gltf:
+            case Format::Glb:
+                if (int status = _FormatGltfMesh(data, image, format == Format::Glb, bytes, problem);
+                    status != STATUS_SUCCESS)
+                    return Report(status, operation, fileName, problem);
+                break;
+#endif
+            default: break;
+        }
+        if (int status = _WriteFileBytes(fileName, bytes, problem); status != STATUS_SUCCESS)
+            return Report(status, operation, fileName, problem);
+        return STATUS_SUCCESS;
+    });
+}
+
 }  // namespace
 
 int Parser::ImportTriMesh(const std::string& fileName, TriMesh* mesh, std::vector<double>* texCoords,
@@ -240,7 +305,11 @@ int Parser::ImportTriMesh(const std::string& fileName, TriMesh* mesh, std::vecto
         mesh->Clear();
         const Format format = FormatOf(fileName);
         if (format == Format::Unknown || format == Format::Asc)
-            return UnknownExtension(kOperation, fileName, "meshes: obj, ply, stl, off");
+            return UnknownExtension(kOperation, fileName, kMeshExtensions);
+#ifndef QARN_HAVE_GLTF
+        if (format == Format::Gltf || format == Format::Glb)
+            return Report(STATUS_INVALID_INPUT, kOperation, fileName, kNoGltf);
+#endif
         std::string bytes, problem;
         if (int status = _ReadFileBytes(fileName, bytes, problem); status != STATUS_SUCCESS)
             return Report(status, kOperation, fileName, problem);
@@ -251,6 +320,12 @@ int Parser::ImportTriMesh(const std::string& fileName, TriMesh* mesh, std::vecto
             case Format::Ply: status = _ParsePlyMesh(bytes.data(), bytes.size(), data, problem); break;
             case Format::Stl: status = _ParseStlMesh(bytes.data(), bytes.size(), data, problem); break;
             case Format::Off: status = _ParseOffMesh(bytes.data(), bytes.size(), data, problem); break;
+#ifdef QARN_HAVE_GLTF
+            case Format::Gltf:
+            case Format::Glb:
+                status = _ParseGltfMesh(bytes.data(), bytes.size(), FolderOf(fileName), data, problem);
+                break;
+#endif
             default: break;
         }
         if (status != STATUS_SUCCESS) return Report(STATUS_FAILED, kOperation, fileName, problem);
@@ -273,28 +348,13 @@ int Parser::ImportTriMesh(const std::string& fileName, TriMesh* mesh, std::vecto
 
 int Parser::ExportTriMesh(const std::string& fileName, const ITriMesh* mesh, const std::vector<double>* texCoords,
                           const std::vector<int>* faceTexIds) {
-    static const char* const kOperation = "Parser::ExportTriMesh";
-    tLastError.clear();
-    return Guarded(kOperation, fileName, [&]() -> int {
-        if (mesh == nullptr) return Report(STATUS_INVALID_INPUT, kOperation, fileName, "the mesh is NULL");
-        const Format format = FormatOf(fileName);
-        if (format == Format::Unknown || format == Format::Asc)
-            return UnknownExtension(kOperation, fileName, "meshes: obj, ply, stl, off");
-        MeshFileData data;
-        std::string problem = CollectMesh(*mesh, texCoords, faceTexIds, data);
-        if (!problem.empty()) return Report(STATUS_INVALID_INPUT, kOperation, fileName, problem);
-        std::string bytes;
-        switch (format) {
-            case Format::Obj: _FormatObjMesh(data, bytes); break;
-            case Format::Ply: _FormatPlyMesh(data, PLY_BINARY_LITTLE_ENDIAN, bytes); break;
-            case Format::Stl: _FormatStlMesh(data, true, bytes); break;
-            case Format::Off: _FormatOffMesh(data, bytes); break;
-            default: break;
-        }
-        if (int status = _WriteFileBytes(fileName, bytes, problem); status != STATUS_SUCCESS)
-            return Report(status, kOperation, fileName, problem);
-        return STATUS_SUCCESS;
-    });
+    return ExportMesh("Parser::ExportTriMesh", fileName, mesh, texCoords, faceTexIds, nullptr);
+}
+
+int Parser::ExportTexturedTriMesh(const std::string& fileName, const ITriMesh* mesh,
+                                  const std::vector<double>* texCoords, const std::vector<int>* faceTexIds,
+                                  const std::string& imageFileName) {
+    return ExportMesh("Parser::ExportTexturedTriMesh", fileName, mesh, texCoords, faceTexIds, &imageFileName);
 }
 
 int Parser::ImportPointCloud(const std::string& fileName, PointCloud* cloud) {

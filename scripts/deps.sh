@@ -4,7 +4,9 @@
 set -euo pipefail
 
 QARN_DEBIAN_PACKAGES=(cmake ninja-build g++ libeigen3-dev libgtest-dev libcli11-dev libstb-dev
-                      libtinyobjloader-dev pkg-config)
+                      libtinyobjloader-dev pkg-config
+                      libtinygltf-dev python3-dev pybind11-dev python3-pybind11 python3-numpy python3-pytest
+                      python3-dask python3-distributed)
 
 qarn_install_missing_packages() {
     local missing=()

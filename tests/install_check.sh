@@ -41,6 +41,12 @@ fi
 echo "== build the shared library"
 cmake --build "$build_dir" --target QarnUVAtlas -j "$jobs" > "$work/build.log" \
     || { cat "$work/build.log"; fail "library build"; }
+# The Python module, where this configuration has it (pybind11 found).
+if cmake --build "$build_dir" --target help 2> /dev/null | grep -q qarnuv_python; then
+    echo "== build the Python module"
+    cmake --build "$build_dir" --target qarnuv_python -j "$jobs" > "$work/build-python.log" \
+        || { cat "$work/build-python.log"; fail "Python module build"; }
+fi
 
 echo "== install into $prefix"
 cmake --install "$build_dir" --prefix "$prefix" > "$work/install.log" \
@@ -100,6 +106,19 @@ if [[ -x "$prefix/bin/qarnuv" ]]; then
         || fail "the installed qarnuv does not run"
     ldd "$prefix/bin/qarnuv" | grep -q "$prefix" || fail "the installed qarnuv does not use the installed library"
     echo "qarnuv runs from $prefix/bin"
+fi
+
+module="$(find "$prefix" -name '_qarnuv*.so' | head -n 1)"
+if [[ -n "$module" ]]; then
+    echo "== installed Python module"
+    site="$(dirname "$(dirname "$module")")"
+    python="$(grep -m1 '^Python3_EXECUTABLE:' "$build_dir/CMakeCache.txt" | cut -d= -f2)"
+    [[ -f "$site/qarnuv/__init__.pyi" && -f "$site/qarnuv/py.typed" ]] || fail "the type stub is not installed"
+    (cd "$work/run" && env -u LD_LIBRARY_PATH PYTHONPATH="$site" "${python:-python3}" -c \
+        "import qarnuv, sys; assert qarnuv.__file__.startswith(sys.argv[1]), qarnuv.__file__; m = qarnuv.unwrap([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]]); assert m.charts == 1" \
+        "$site") || fail "the installed Python module does not import and unwrap"
+    ldd "$module" | grep -q "$prefix" || fail "the installed Python module does not use the installed library"
+    echo "qarnuv imports from $site"
 fi
 
 echo "install check passed"

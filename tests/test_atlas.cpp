@@ -5,9 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <QarnUVAtlas/Foundation.h>
+
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <limits>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -192,6 +197,51 @@ TEST(AtlasFailures, OutputsUntouchedOnInvalidInput) {
     std::vector<double> tex = texBefore;
     EXPECT_EQ(UnfoldMesh::GenerateUVAtlas(&good, 0, &tex, nullptr, false, false, false, nullptr), -2);
     EXPECT_EQ(tex, texBefore);
+}
+
+TEST(AtlasCancel, StopRequestLeavesOutputsUntouched) {
+    const std::vector<double> texBefore{0.25, 0.5};
+    const std::vector<int> idsBefore{7};
+    TriMesh mesh = testmesh::Torus(30, 12);
+    std::atomic<bool> stop{true};
+    UVAtlasOptions options;
+    options.cancel = &stop;
+    std::vector<double> tex = texBefore;
+    std::vector<int> ids = idsBefore;
+    EXPECT_EQ(UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids), -3);
+    EXPECT_EQ(tex, texBefore);
+    EXPECT_EQ(ids, idsBefore);
+    // The flag is only read: lowering it lets the same options run to the end.
+    stop = false;
+    ASSERT_EQ(UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids), 0);
+    EXPECT_EQ(ids.size(), 3u * mesh.GetTriangleCount());
+}
+
+TEST(AtlasCancel, StopRequestedMidwayEndsTheCall) {
+    // Several components, so that the request arrives while work is left:
+    // the flag is raised once progress shows the first components are done.
+    TriMesh mesh;
+    for (int i = 0; i < 6; ++i) testmesh::Append(mesh, testmesh::Torus(90, 30), Vector3(3.0 * i, 0, 0));
+    std::atomic<bool> stop{false};
+    std::atomic<bool> finished{false};
+    ORVO::ResetApiProgress();
+    std::thread watcher([&] {
+        while (!finished && ORVO::GetApiProgress() < 0.3) std::this_thread::sleep_for(std::chrono::microseconds(200));
+        stop = true;
+    });
+    UVAtlasOptions options;
+    options.chartCount = 60;
+    options.threadCount = 2;
+    options.cancel = &stop;
+    std::vector<double> tex;
+    std::vector<int> ids;
+    const int status = UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids);
+    finished = true;
+    watcher.join();
+    EXPECT_EQ(status, -3);
+    EXPECT_TRUE(tex.empty());
+    EXPECT_TRUE(ids.empty());
+    EXPECT_LT(ORVO::GetApiProgress(), 0.95);  // packing never started
 }
 
 TEST(AtlasDeterminism, SameAtlasWithOneThreadAndWithSeveral) {

@@ -5,6 +5,7 @@
 #include <QarnUVAtlas/Threads.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include <atomic>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -22,7 +23,25 @@ struct AtlasSettings {
     bool weldVertices = false;
     bool orientFaces = false;
     bool fragmentsInBulk = false;
+    const std::atomic<bool>* cancel = nullptr;  // the caller's stop request, or null
+
+    bool Cancelled() const { return cancel != nullptr && cancel->load(std::memory_order_relaxed); }
 };
+
+// The caller's stop flag for the stages that run on the calling thread and
+// take no settings (the segmentation): set by an AtlasCancelScope for the
+// duration of an atlas call, read by _AtlasCancelRequested on that thread.
+class AtlasCancelScope {
+public:
+    explicit AtlasCancelScope(const std::atomic<bool>* cancel);
+    ~AtlasCancelScope();
+    AtlasCancelScope(const AtlasCancelScope&) = delete;
+    AtlasCancelScope& operator=(const AtlasCancelScope&) = delete;
+
+private:
+    const std::atomic<bool>* mPrevious;
+};
+bool _AtlasCancelRequested();
 
 // Every chart accepted so far, with its (u, v) pairs and, for a stable output
 // order, the smallest component face it holds and its component.

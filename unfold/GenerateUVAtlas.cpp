@@ -217,8 +217,17 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     int component = 0;
     int assignedVertices = 0;
 
+    // A stop request is honoured between components and before packing; the
+    // stages below check it between their own steps.
+    auto cancelled = [&settings]() {
+        if (!settings.Cancelled()) return false;
+        _LogFailure("UnfoldMesh::GenerateUVAtlas: cancelled by the caller");
+        return true;
+    };
+
     for (int seed = 0; seed < vertexCount; ++seed) {
         if (componentOf[seed] >= 0) continue;
+        if (cancelled()) return STATUS_FAILED;
         // Vertices joined through shared faces, breadth first.
         std::vector<int> vertices{seed};
         componentOf[seed] = component;
@@ -290,12 +299,14 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
             if (!local.empty()) lines.push_back(std::move(local));
         }
 
+        if (cancelled()) return STATUS_FAILED;
         FacePlacement componentPlacement;
         progress.EnterStage(0.1 + 0.85 * assignedVertices / vertexCount);
         status = _UnfoldMesh2Regions(subMesh.get(), budget, component, needInitSplit, lines, settings, charts,
                                      componentPlacement);
         progress.LeaveStage();
         if (status != STATUS_SUCCESS) {
+            if (cancelled()) return STATUS_FAILED;
             _LogFailure("UnfoldMesh2Regions failed ", status);
             return status;
         }
@@ -318,6 +329,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         chartCoords[i].swap(charts.texCoords[order[i]]);
     }
 
+    if (cancelled()) return STATUS_FAILED;
     status = settings.fragmentsInBulk
                  ? _PackChartsInBundles(chartMeshes, chartCoords, settings.resolution, settings.gapTexels, nullptr)
                  : UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
@@ -402,8 +414,10 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.weldVertices = options.weldVertices;
     settings.orientFaces = options.orientFaces;
     settings.fragmentsInBulk = true;
+    settings.cancel = options.cancel;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
+    AtlasCancelScope cancelScope(options.cancel);
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,
                     report);
 }

@@ -35,6 +35,8 @@ public:
 
 private:
     int Unfold() {
+        // A stopped call leaves the remaining regions unflattened; the driver reports it.
+        if (mWork.settings->Cancelled()) return STATUS_FAILED;
         std::vector<std::vector<int>> pending;
         int status = _TryUnfoldSingleRegion(mWork, mRegion, mDepth, pending);
         if (status != STATUS_SUCCESS) {
@@ -46,6 +48,7 @@ private:
             ++mDepth;
             next.clear();
             for (const std::vector<int>& part : pending) {
+                if (mWork.settings->Cancelled()) return STATUS_FAILED;
                 status = _TryUnfoldSingleRegion(mWork, part, mDepth, next);
                 if (status != STATUS_SUCCESS) {
                     _LogFailure("TryUnfoldSingleRegion failed ", status);
@@ -181,6 +184,7 @@ int _UnfoldMesh2Regions(TriMesh* mesh, int chartBudget, int componentId, bool ne
     progress.EnterStage(0.2);
     int status = UnfoldMesh::GenerateAtlasSplitLines(mesh, chartBudget, splitLines);
     progress.LeaveStage();
+    if (settings.Cancelled()) return STATUS_FAILED;
     if (status != STATUS_SUCCESS) {
         _LogFailure("UnfoldMesh2Regions: GenerateAtlasSplitLines failed ", status);
         return status;
@@ -190,6 +194,7 @@ int _UnfoldMesh2Regions(TriMesh* mesh, int chartBudget, int componentId, bool ne
     if (!splitLines.empty()) status = SplitMesh::SplitByLines(mesh, splitLines, nullptr);
     progress.LeaveStage();
     if (status != STATUS_SUCCESS) return status;
+    if (settings.Cancelled()) return STATUS_FAILED;
 
     progress.EnterStage(1.0);
     status = UnfoldSingleConnectedRegions(mesh, chartBudget, componentId, settings, charts, placement);

@@ -3,12 +3,17 @@
 // name's extension (case-insensitive):
 //   meshes:       .obj (v, vt, vn, f; polygons fan-triangulated), .ply (ASCII,
 //                 binary little/big endian), .stl (ASCII, binary; identical
-//                 corners welded), .off
+//                 corners welded), .off, .gltf and .glb (glTF 2.0: every
+//                 triangle primitive the scene places, node transforms
+//                 applied, corners at one position welded; written as one
+//                 mesh whose vertices are split where texture coordinates
+//                 differ, with float positions)
 //   point clouds: .obj, .ply (a range grid keeps the grid topology), .asc
 //                 ("x y z [nx ny nz]" per line)
 // Texture coordinates travel as in the atlas: u,v pairs plus three pair ids
 // per triangle. OBJ and PLY carry them per corner, OFF only one pair per
-// vertex, STL not at all (they are dropped there).
+// vertex, STL not at all (they are dropped there); glTF keeps them per vertex
+// of its own, which after the seam split is per corner.
 //
 // Status codes: 0; -2 for a null argument, an unknown extension, a missing or
 // unreadable file, or data that cannot be written; -3 for a file whose
@@ -58,6 +63,15 @@ public:
     // As ExportPointCloud; a PLY file also records the grid (num_cols,
     // num_rows and a range_grid element) so that ImportPointCloud restores it.
     static int ExportGridPointCloud(const std::string& fileName, const IGridPointCloud* cloud);
+
+    // As ExportTriMesh for .gltf and .glb files, with the picture in
+    // `imageFileName` (PNG or JPEG) embedded as the base-colour texture, so
+    // that viewers show the mesh textured. texCoords are required.
+    // Returns 0, -2 (as ExportTriMesh, and: another extension, no texCoords,
+    // an image that cannot be read or is neither PNG nor JPEG), -3.
+    static int ExportTexturedTriMesh(const std::string& fileName, const ITriMesh* mesh,
+                                     const std::vector<double>* texCoords, const std::vector<int>* faceTexIds,
+                                     const std::string& imageFileName);
 
     // The message of the last failed call on this thread ("" after a success).
     static std::string GetLastError();

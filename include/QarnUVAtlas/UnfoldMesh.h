@@ -6,6 +6,7 @@
 #include <QarnUVAtlas/Primitives.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include <atomic>
 #include <vector>
 
 namespace ORVO {
@@ -28,6 +29,10 @@ struct ORVO_API UVAtlasOptions {
     bool acceptDirectly = false;
     // Worker threads; 0 uses the process-wide setting (SetThreadCount).
     int threadCount = 0;
+    // When not null, polled between components, stages and charts: once it
+    // reads true the call stops, leaves the outputs untouched and returns -3.
+    // Another thread sets it to abandon a long call (an interrupted script).
+    const std::atomic<bool>* cancel = nullptr;
     // Optional cut lines (input vertex ids along mesh edges) applied first.
     const std::vector<std::vector<int>>* initSplitLines = nullptr;
 

@@ -110,8 +110,19 @@ struct UnwrapCommand {
     UnwrapSettings settings;
     bool json = false;
     bool record = false;  // write a dump file of the atlas call into the current folder
+    bool embedPreview = false;  // the preview becomes a .gltf/.glb output's texture
 };
 int RunUnwrap(const UnwrapCommand& command);
+
+// The lower-case extension of a path, with its dot (".glb").
+std::string LowerExtension(const std::string& path);
+// Whether files of this kind keep a texture coordinate per face corner.
+bool KeepsTexCoords(const std::string& path);
+// Writes the atlas to `path`; with embedPreview (glTF only) the preview
+// picture (settings.previewPath, or a temporary one drawn here) goes inside
+// it as the base-colour texture. False with `error` set on failure.
+bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
+                UnwrapOutcome& outcome, std::string& error);
 
 struct StatsCommand {
     std::string atlas;
@@ -132,6 +143,19 @@ struct ReplayCommand {
 int RunReplay(const ReplayCommand& command);
 // "success", "invalid input", ... for a library status code.
 std::string StatusMeaning(int status);
+struct BatchCommand {
+    std::string inputFolder;
+    std::string outputFolder;
+    int jobs = 1;               // files unwrapped at the same time
+    UnwrapSettings settings;    // shared by every file (charts chosen per mesh)
+    std::string format;         // "obj", "ply", "gltf", "glb"; "" keeps the input's kind where it can
+    bool previews = false;      // a PNG beside each atlas
+    bool embedPreview = false;  // glTF outputs carry their picture
+    bool json = false;          // one JSON line per file, no table
+};
+// Unwraps every mesh file directly inside inputFolder into outputFolder.
+// Returns 0 when every file was unwrapped, 1 otherwise.
+int RunBatch(const BatchCommand& command);
 
 struct DemoCommand {
     std::string folder = ".";

@@ -7,9 +7,11 @@
 #include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
+#include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <unistd.h>
 
 namespace qarnuv {
 namespace {
@@ -123,12 +125,53 @@ std::string SummaryJson(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh,
            ",\"turned_faces\":" + std::to_string(outcome.turnedFaces) + "}";
 }
 
+std::string LowerExtension(const std::string& path) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return ext;
+}
+
+bool KeepsTexCoords(const std::string& path) {
+    const std::string ext = LowerExtension(path);
+    return ext == ".obj" || ext == ".ply" || ext == ".gltf" || ext == ".glb";
+}
+
+bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
+                UnwrapOutcome& outcome, std::string& error) {
+    // An embedded picture needs a file: the preview's own, or a temporary one.
+    std::string temporary;
+    if (embedPreview && settings.previewPath.empty()) {
+        static std::atomic<int> serial{0};  // batch jobs draw pictures at the same time
+        temporary = (std::filesystem::temp_directory_path() /
+                     ("qarnuv-preview-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + ".png"))
+                        .string();
+        std::vector<double> faceStretch;
+        MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
+        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize, error))
+            return false;
+        settings.previewPath = temporary;
+    }
+    const int status =
+        embedPreview ? ORVO::Parser::ExportTexturedTriMesh(path, &mesh, &outcome.texCoords, &outcome.faceTexIds,
+                                                           settings.previewPath)
+                     : ORVO::Parser::ExportTriMesh(path, &mesh, &outcome.texCoords, &outcome.faceTexIds);
+    if (!temporary.empty()) std::remove(temporary.c_str());
+    if (status != ORVO::STATUS_SUCCESS) {
+        error = ORVO::Parser::GetLastError();
+        return false;
+    }
+    return true;
+}
+
 int RunUnwrap(const UnwrapCommand& command) {
     // Refuse an output that would lose the texture coordinates before the long part.
-    std::string ext = std::filesystem::path(command.output).extension().string();
-    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (ext != ".obj" && ext != ".ply") {
-        PrintError(command.output + ": the output must be .obj or .ply to keep texture coordinates");
+    if (!KeepsTexCoords(command.output)) {
+        PrintError(command.output + ": the output must be .obj, .ply, .gltf or .glb to keep texture coordinates");
+        return 1;
+    }
+    const std::string outExt = LowerExtension(command.output);
+    if (command.embedPreview && outExt != ".gltf" && outExt != ".glb") {
+        PrintError(command.output + ": --embed-preview needs a .gltf or .glb output");
         return 1;
     }
     ORVO::TriMesh mesh;
@@ -156,9 +199,8 @@ int RunUnwrap(const UnwrapCommand& command) {
         PrintError(command.input + ": " + error);
         return 1;
     }
-    if (ORVO::Parser::ExportTriMesh(command.output, &mesh, &outcome.texCoords, &outcome.faceTexIds) !=
-        ORVO::STATUS_SUCCESS) {
-        PrintError(ORVO::Parser::GetLastError());
+    if (!WriteAtlas(command.output, mesh, command.settings, command.embedPreview, outcome, error)) {
+        PrintError(error);
         return 1;
     }
     if (command.json) {

@@ -4,6 +4,7 @@
 //                        [--no-weld] [--no-orient]
 //   qarnuv stats ATLAS [--json]
 //   qarnuv replay FILE.dump [--out OUT.obj|.ply] [--inputs IN.obj|.ply] [--json]
+//   qarnuv batch IN_DIR OUT_DIR [--jobs N] [--format EXT] [--preview] ...
 //   qarnuv demo [--out DIR]
 // Exit status 0 on success; otherwise one "qarnuv: error: ..." line on
 // standard error and status 1 (a failed run) or 2 (wrong arguments).
@@ -23,8 +24,8 @@ int main(int argc, char** argv) {
 
     qarnuv::UnwrapCommand unwrap;
     CLI::App* unwrapApp = app.add_subcommand("unwrap", "read a mesh, build its atlas, write it with texture coordinates");
-    unwrapApp->add_option("IN", unwrap.input, "input mesh (.obj .ply .stl .off)")->required();
-    unwrapApp->add_option("OUT", unwrap.output, "output mesh with texture coordinates (.obj or .ply)")->required();
+    unwrapApp->add_option("IN", unwrap.input, "input mesh (.obj .ply .stl .off .gltf .glb)")->required();
+    unwrapApp->add_option("OUT", unwrap.output, "output mesh with texture coordinates (.obj .ply .gltf .glb)")->required();
     CLI::Option* charts = unwrapApp->add_option("--charts", unwrap.settings.charts, "number of charts wanted")
                               ->check(CLI::Range(1, 1000000));
     CLI::Option* automatic = unwrapApp->add_flag("--auto", "choose the chart count from the mesh (the default)");
@@ -44,6 +45,8 @@ int main(int argc, char** argv) {
     bool noWeld = false, noOrient = false;
     unwrapApp->add_flag("--no-weld", noWeld, "keep vertices that share a position apart (seams wherever the file has them)");
     unwrapApp->add_flag("--no-orient", noOrient, "keep every face's orientation as the file has it");
+    unwrapApp->add_flag("--embed-preview", unwrap.embedPreview,
+                        "put the atlas picture into a .gltf/.glb output as its base-colour texture");
 
     qarnuv::StatsCommand stats;
     CLI::App* statsApp = app.add_subcommand("stats", "quality figures of an atlas file (any tool's)");
@@ -58,6 +61,25 @@ int main(int argc, char** argv) {
     replayApp->add_option("--out", replay.output, "write the record's meshes here (.obj or .ply; OUT_1, OUT_2, ... for several)");
     replayApp->add_option("--inputs", replay.inputs, "also write the record's meshes as loaded, before the call");
     replayApp->add_flag("--json", replay.json, "print the summary as one JSON line");
+
+    qarnuv::BatchCommand batch;
+    CLI::App* batchApp = app.add_subcommand("batch", "unwrap every mesh file of a folder into another folder");
+    batchApp->add_option("IN_DIR", batch.inputFolder, "folder with the meshes (.obj .ply .stl .off .gltf .glb)")
+        ->required();
+    batchApp->add_option("OUT_DIR", batch.outputFolder, "folder for the atlases (made when missing)")->required();
+    batchApp->add_option("--jobs", batch.jobs, "files unwrapped at the same time (default 1)")->check(CLI::Range(1, 256));
+    batchApp->add_option("--format", batch.format, "output kind for every file (default: the input's, STL and OFF give obj)")
+        ->check(CLI::IsMember({"obj", "ply", "gltf", "glb"}));
+    batchApp->add_option("--resolution", batch.settings.resolution, "texture size in texels (default 1024)")
+        ->check(CLI::Range(16, 65536));
+    batchApp->add_option("--gap", batch.settings.gap, "texels kept free between charts (default 1)")->check(CLI::Range(0, 4096));
+    batchApp->add_option("--threads", batch.settings.threads, "worker threads per file, 0 to share the processor among the jobs")
+        ->check(CLI::Range(0, 4096));
+    batchApp->add_flag("--preview", batch.previews, "write a PNG picture beside each atlas");
+    batchApp->add_option("--preview-size", batch.settings.previewSize, "preview width and height in pixels (default 1024)")
+        ->check(CLI::Range(64, 16384));
+    batchApp->add_flag("--embed-preview", batch.embedPreview, "put each picture into the .gltf/.glb atlas as its texture");
+    batchApp->add_flag("--json", batch.json, "one JSON line per file instead of the lines and the table");
 
     qarnuv::DemoCommand demo;
     CLI::App* demoApp = app.add_subcommand("demo", "make two test surfaces, unwrap them, write results and previews");
@@ -75,9 +97,9 @@ int main(int argc, char** argv) {
             continue;
         }
         if (word.empty() || word[0] == '-') continue;
-        if (word != "unwrap" && word != "stats" && word != "replay" && word != "demo") {
+        if (word != "unwrap" && word != "stats" && word != "replay" && word != "batch" && word != "demo") {
             qarnuv::PrintError("\"" + word +
-                               "\" is not a command: use unwrap, stats, replay or demo (see qarnuv --help)");
+                               "\" is not a command: use unwrap, stats, replay, batch or demo (see qarnuv --help)");
             return 2;
         }
         break;
@@ -96,6 +118,13 @@ int main(int argc, char** argv) {
         return qarnuv::RunUnwrap(unwrap);
     }
     if (replayApp->parsed()) return qarnuv::RunReplay(replay);
+    if (batchApp->parsed()) {
+        if (batch.embedPreview && batch.format != "gltf" && batch.format != "glb") {
+            qarnuv::PrintError("--embed-preview needs --format gltf or --format glb (see qarnuv --help)");
+            return 2;
+        }
+        return qarnuv::RunBatch(batch);
+    }
     if (statsApp->parsed()) {
         stats.overlaps = !noOverlaps;
         return qarnuv::RunStats(stats);

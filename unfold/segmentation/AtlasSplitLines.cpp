@@ -14,6 +14,7 @@
 #include <QarnUVAtlas/UnfoldMesh.h>
 
 #include "foundation/LogLine.h"
+#include "unfold/AtlasContext.h"
 #include "unfold/MeshAdjacency.h"
 
 #include <algorithm>
@@ -509,6 +510,7 @@ int UnfoldMesh::GenerateAtlasSplitLines(const ITriMesh* triMesh, int chartCount,
     RegionGrower grower(adj, geo, invRadius2);
     std::vector<int> labels;
     for (int it = 0; it < kLloydIterations; ++it) {
+        if (_AtlasCancelRequested()) return STATUS_FAILED;  // an atlas call was stopped; no line is kept
         grower.Grow(seeds, proxies, labels);
         grower.UpdateProxies(labels, seeds, proxies);
     }
