@@ -17,6 +17,7 @@ struct AtlasSettings {
     int threadCount = 0;          // 0: derived from the processor count
     int resolution = 1024;        // packing texture size
     int gapTexels = 1;            // packing gap
+    double maxFaceStretch = 2.5;  // strict mode: largest texture-to-surface stretch of one face
 };
 
 // Every chart accepted so far, with its (u, v) pairs and, for a stable output

@@ -1,0 +1,37 @@
+#pragma once
+// Flattening one chart (conformal map, then the isometric optimisation) and
+// the checks that decide whether its layout may be used as it is.
+
+#include <QarnUVAtlas/TriMesh.h>
+
+#include <vector>
+
+namespace ORVO {
+
+// Conformal map pinned on the first boundary loop of `holes`, then the
+// isometric optimisation; the layout is scaled to the chart's 3-D area and
+// flat faces get a small area. Returns false (uv cleared) when the conformal
+// map failed. Sets `accept` when the isometric step failed outside strict
+// mode, where such a layout is taken unchecked.
+bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
+                   std::vector<double>& uv, bool& accept);
+
+// Whether some face's largest texture-to-surface stretch exceeds `limit`, or
+// some face is flipped or has no area in the layout.
+bool _HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv, double limit);
+
+bool _HasFlippedTriangle(const TriMesh& chart, const std::vector<double>& uv);
+
+// Whether a boundary loop of the chart crosses itself in the layout.
+bool _BoundaryCrossesItself(const std::vector<std::vector<int>>& holes, const std::vector<double>& uv);
+
+// True when the layout is sure to be free of overlaps without the pair test
+// (one boundary loop, every triangle counter-clockwise, one turn around every
+// inner vertex); false means "not shown".
+bool _WindsOnce(const TriMesh& chart, const std::vector<double>& uv, const std::vector<std::vector<int>>& holes);
+
+// The 2-D overlap test on the layout; overlapFaces (when not null) receives
+// the overlapping triangles. True when an overlap was found.
+bool _OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vector<int>* overlapFaces);
+
+}  // namespace ORVO
