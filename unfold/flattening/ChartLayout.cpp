@@ -14,7 +14,6 @@
 namespace ORVO {
 namespace {
 
-constexpr int kIsometricIterations = 7;
 // Smallest share of a chart's layout area that one face is given.
 constexpr double kFlatFaceShare = 1e-9;
 
@@ -113,7 +112,7 @@ void InflateFlatFaces(const TriMesh& chart, std::vector<double>& uv) {
 // optimisation. Returns false when the conformal map failed (no layout).
 // Sets `accept` when the isometric step failed and checks are not wanted.
 bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
-                  std::vector<double>& uv, bool& accept) {
+                  std::vector<double>& uv, bool& accept, int isometricIterations) {
     int status;
     // Where two holes touch at a vertex a loop passes it twice: the second pin
     // is moved along the loop until it differs from the first.
@@ -133,7 +132,7 @@ bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& ho
     }
     // In strict mode a failed isometric step keeps its last layout, which is
     // then checked like any other.
-    if (UnfoldMesh::OptimizeIsometric(&chart, &uv, kIsometricIterations, nullptr) != STATUS_SUCCESS && !strict)
+    if (UnfoldMesh::OptimizeIsometric(&chart, &uv, isometricIterations, nullptr) != STATUS_SUCCESS && !strict)
         accept = true;
     MatchSurfaceArea(chart, uv);
     InflateFlatFaces(chart, uv);

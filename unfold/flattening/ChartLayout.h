@@ -13,8 +13,9 @@ namespace ORVO {
 // flat faces get a small area. Returns false (uv cleared) when the conformal
 // map failed. Sets `accept` when the isometric step failed outside strict
 // mode, where such a layout is taken unchecked.
+constexpr int kChartIsometricIterations = 7;
 bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
-                   std::vector<double>& uv, bool& accept);
+                   std::vector<double>& uv, bool& accept, int isometricIterations = kChartIsometricIterations);
 
 // Whether some face's largest texture-to-surface stretch exceeds `limit`, or
 // some face is flipped or has no area in the layout.
