@@ -10,6 +10,7 @@
 #include "unfold/AtlasStatistics.h"
 #include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
+#include "unfold/segmentation/ChartSlits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,6 +20,8 @@ namespace ORVO {
 namespace {
 
 constexpr int kDepthLimit = 33;
+// Slits tried on a chart that folds or squeezes a face before it is split.
+constexpr int kSlitAttempts = 4;
 
 // Faces around vertex v in the order of the fan, walking across the edges
 // incident to v; a fan cut by the boundary starts at one of its ends.
@@ -195,6 +198,85 @@ void LabelGroups(const TriMesh& chart, const std::vector<int>& labels, std::vect
     }
 }
 
+bool CheckLayout(const TriMesh& chart, const AtlasSettings& settings, const std::vector<std::vector<int>>& holes,
+                 const std::vector<double>& uv) {
+    if (_HasFlippedTriangle(chart, uv) || _BoundaryCrossesItself(holes, uv)) return false;
+    return !settings.strict || (!_HasSqueezedTriangle(chart, uv, settings.maxFaceStretch) &&
+                                (_WindsOnce(chart, uv, holes) || !_OverlapTest(chart, uv, nullptr)));
+}
+
+// The checks of a layout made elsewhere.
+bool Check(const TriMesh& chart, const AtlasSettings& settings, const std::vector<double>& uv) {
+    std::vector<std::vector<int>> holes;
+    if (FillMeshHole::FindHoles(&chart, &holes) != STATUS_SUCCESS) return false;
+    return CheckLayout(chart, settings, holes, uv);
+}
+
+// Flattens the chart and runs the checks its settings ask for; `accept` is
+// set when the layout may be used. Returns false when there is no layout.
+bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv, bool& accept) {
+    std::vector<std::vector<int>> holes;
+    bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    bool flattened = _FlattenChart(chart, holes, holesFound, settings.strict, uv, accept);
+    if (flattened && !accept) accept = CheckLayout(chart, settings, holes, uv);
+    return flattened;
+}
+
+// The chart's layout from the per-corner layout the segmentation handed on,
+// when it covers every face of the region (chart triangle i is region face i).
+bool GivenLayout(const TriMesh& chart, const std::vector<int>& region, const std::vector<double>& cornerUv,
+                 std::vector<double>& uv) {
+    if (cornerUv.empty()) return false;
+    uv.assign(2 * static_cast<size_t>(chart.GetVertexCount()), 0.0);
+    std::vector<char> set(chart.GetVertexCount(), 0);
+    for (size_t i = 0; i < region.size(); ++i) {
+        const int* t = chart.GetTriangle(static_cast<int>(i));
+        const double* corner = &cornerUv[6 * static_cast<size_t>(region[i])];
+        for (int k = 0; k < 3; ++k) {
+            const double u = corner[2 * k], v = corner[2 * k + 1];
+            if (!set[t[k]]) {
+                uv[2 * t[k]] = u;
+                uv[2 * t[k] + 1] = v;
+                set[t[k]] = 1;
+            } else if (uv[2 * t[k]] != u || uv[2 * t[k] + 1] != v) {
+                uv.clear();  // not the chart it was made for
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Cuts slits from the worst inner vertex to the boundary, one at a time, until
+// the layout passes the checks. Returns the slit chart (with `uv` its layout),
+// or null with `uv` untouched when a few slits do not do it.
+std::unique_ptr<TriMesh> SlitUntilFlat(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv) {
+    const TriMesh* current = &chart;
+    const std::vector<double>* layout = &uv;
+    std::unique_ptr<TriMesh> slit;
+    std::vector<double> slitUv;
+    for (int attempt = 0; attempt < kSlitAttempts; ++attempt) {
+        const int apex = _WorstInnerVertex(*current, *layout, settings.maxFaceStretch, true);
+        if (apex < 0) break;
+        const std::vector<int> path = _SlitPath(*current, apex);
+        if (path.size() < 2) break;
+        auto next = std::make_unique<TriMesh>();
+        _SlitChart(*current, {path}, *next);
+        std::vector<double> nextUv;
+        bool accept = false;
+        if (!FlattenAndCheck(*next, settings, nextUv, accept)) break;
+        slit = std::move(next);
+        slitUv.swap(nextUv);
+        current = slit.get();
+        layout = &slitUv;
+        if (accept) {
+            uv.swap(slitUv);
+            return slit;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int depth,
@@ -228,17 +310,42 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
     // Odd depths are checked; even depths above 1 are accepted as they come,
     // which bounds the splitting. Strict mode checks every depth.
     bool accept = settings.acceptDirectly || (!settings.strict && depth > 1 && depth % 2 == 0);
-    std::vector<std::vector<int>> holes;
-    bool holesFound = FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS;
     std::vector<double> uv;
-    bool flattened = _FlattenChart(*chart, holes, holesFound, settings.strict, uv, accept);
-    if (flattened && !accept) {
-        accept = !_HasFlippedTriangle(*chart, uv) && !_BoundaryCrossesItself(holes, uv);
-        if (accept && settings.strict)
-            accept = !_HasSqueezedTriangle(*chart, uv, settings.maxFaceStretch) && (_WindsOnce(*chart, uv, holes) || !_OverlapTest(*chart, uv, nullptr));
+    bool flattened = false;
+    // The segmentation may have flattened this very chart already; then it
+    // only needs the checks.
+    bool given = depth == 0 && !accept && GivenLayout(*chart, region, *work.cornerUv, uv);
+    if (given) {
+        flattened = true;
+        accept = Check(*chart, settings, uv);
+    }
+    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, uv, accept);
+    if (flattened && !accept && settings.shapedCharts && settings.strict && depth < kDepthLimit) {
+        std::unique_ptr<TriMesh> slit = SlitUntilFlat(*chart, settings, uv);
+        if (slit) {
+            chart = std::move(slit);
+            accept = true;
+        }
     }
 
     if (chart->GetTriangleCount() > 1 && depth < kDepthLimit && !accept) {
+        // A chart spoilt by a few squeezed or folded faces is cut in two
+        // through their worst inner vertex, which leaves it on the border of
+        // both parts, where the surface around it can open up.
+        std::vector<int> labels;
+        const int apex = settings.shapedCharts && !uv.empty()
+                             ? _WorstInnerVertex(*chart, uv, settings.maxFaceStretch, false)
+                             : -1;
+        if (apex >= 0 && _SplitThroughVertex(*chart, apex, labels)) {
+            std::vector<std::vector<int>> groups;
+            LabelGroups(*chart, labels, groups);
+            _LogDetail("needSplit=", groups.size());
+            for (std::vector<int>& group : groups) {
+                for (int& f : group) f = region[f];
+                subRegions.push_back(std::move(group));
+            }
+            return STATUS_SUCCESS;
+        }
         if (!uv.empty()) _OverlapTest(*chart, uv, nullptr);
         double start = Profiler::GetTime();
         std::unique_ptr<HalfMesh> half(CreateHalfMeshFromITriMesh(chart.get()));
@@ -247,7 +354,6 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
             _LogFailure("TryUnfoldSingleRegion: halfMesh create failed");
             return STATUS_FAILED;
         }
-        std::vector<int> labels;
         int labelCount = 0;
         LabelHalves(*chart, *half, labels, labelCount);
         std::vector<std::vector<int>> groups;
