@@ -69,7 +69,8 @@ private:
 };
 
 struct UnwrapSettings {
-    int charts = 0;  // 0: chosen from the mesh
+    int charts = 0;           // 0: chosen from the mesh
+    double maxStretch = 0.0;  // stretch budget; 0: none
     int resolution = 1024;
     int gap = 1;
     int threads = 0;

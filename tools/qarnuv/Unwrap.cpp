@@ -43,6 +43,7 @@ std::string JsonString(const std::string& text) {
 bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, UnwrapOutcome& outcome, std::string& error) {
     ORVO::UVAtlasOptions options;
     options.chartCount = settings.charts;
+    options.maxStretch = settings.maxStretch;
     options.resolution = settings.resolution;
     options.gapTexels = settings.gap;
     options.threadCount = settings.threads;
