@@ -66,7 +66,7 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
     if (!settings.previewPath.empty() &&
         !WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
-                      error))
+                      settings.resolution, error))
         return false;
     return true;
 }
