@@ -33,13 +33,17 @@ public:
             mBoundaryVertex[t[h % 3]] = 1;
             mBoundaryVertex[t[(h % 3 + 1) % 3]] = 1;
         }
-        mRegionFaces.resize(regionCount);
         mRegionArea.assign(regionCount, 0.0);
-        for (int f = 0; f < faces; ++f) {
-            mRegionFaces[labels[f]].push_back(f);
-            mRegionArea[labels[f]] += geo.weight[f];
+        for (int f = 0; f < faces; ++f) mRegionArea[labels[f]] += geo.weight[f];
+        mEdgeWeight.resize(3 * static_cast<size_t>(faces));
+        for (int h = 0; h < 3 * faces; ++h) {
+            const int g = Across(h);
+            const double cosine = g >= 0 ? geo.normal[h / 3] * geo.normal[g] : 1.0;
+            mEdgeWeight[h] = _BorderEdgeWeight((coords[To(h)] - coords[From(h)]).Length(), cosine);
         }
         mVertexStamp.assign(adj.vertexCount, 0);
+        mPassStamp.assign(adj.vertexCount, 0);
+        mPassable.assign(adj.vertexCount, 0);
         mSearchStamp.assign(adj.vertexCount, 0);
         mDistance.assign(adj.vertexCount, 0);
         mCost.assign(adj.vertexCount, 0.0);
@@ -47,23 +51,30 @@ public:
         mFaceStamp.assign(faces, 0);
         mHalfEdgeStamp.assign(3 * static_cast<size_t>(faces), 0);
         mChainStamp.assign(3 * static_cast<size_t>(faces), 0);
-        mLocalIndex.assign(faces, -1);
         mSide.assign(faces, -1);
     }
 
     int Run() {
         int moved = 0;
+        // A chain that did not move in one pass moves in the next only if a
+        // chart on either side of it changed meanwhile.
+        std::vector<char> changed(mRegionArea.size(), 1), changedNow(mRegionArea.size(), 0);
         for (int pass = 0; pass < mSettings.passes; ++pass) {
             std::vector<Chain> chains;
             FindChains(chains);
             int movedNow = 0;
             for (const Chain& chain : chains) {
+                if (!changed[chain.labelA] && !changed[chain.labelB]) continue;
                 // A move next to one of its corners may have shifted it.
                 if (!StillValid(chain)) continue;
-                if (Straighten(chain)) ++movedNow;
+                if (!Straighten(chain)) continue;
+                ++movedNow;
+                changedNow[chain.labelA] = changedNow[chain.labelB] = 1;
             }
             moved += movedNow;
             if (movedNow == 0) break;
+            changed.swap(changedNow);
+            std::fill(changedNow.begin(), changedNow.end(), 0);
         }
         return moved;
     }
@@ -78,11 +89,7 @@ private:
         return g >= 0 && mLabels[g] != mLabels[h / 3];
     }
 
-    double EdgeWeight(int h) const {
-        const int g = Across(h);
-        const double cosine = g >= 0 ? mGeo.normal[h / 3] * mGeo.normal[g] : 1.0;
-        return _BorderEdgeWeight((mCoords[To(h)] - mCoords[From(h)]).Length(), cosine);
-    }
+    double EdgeWeight(int h) const { return mEdgeWeight[h]; }
 
     // The edge weight, raised a little with the distance from the straight
     // segment between the chain's corners: on regular meshes many edge paths
@@ -206,12 +213,17 @@ private:
 
     // Whether the path may pass through v: inside the band, away from the
     // mesh boundary, and with every face around it in one of the two charts.
-    bool Passable(int v, int a, int b) const {
+    // (Asked again and again during one search, so remembered for it.)
+    bool Passable(int v, int a, int b) {
+        if (mPassStamp[v] == mSearch) return mPassable[v];
+        mPassStamp[v] = mSearch;
+        mPassable[v] = 0;
         if (mVertexStamp[v] != mStamp || mDistance[v] >= mSettings.bandRings || mBoundaryVertex[v]) return false;
         for (int i = mAdj.FacesBegin(v); i < mAdj.FacesEnd(v); ++i) {
             const int l = mLabels[mAdj.vertexFaces[i]];
             if (l != a && l != b) return false;
         }
+        mPassable[v] = 1;
         return true;
     }
 
@@ -284,85 +296,111 @@ private:
         if (!ShortestPath(chain, a, b, path, newCost)) return false;
         if (!(newCost < oldCost * (1.0 - 1e-9))) return false;
 
-        // The two charts' faces, regrouped: sides of the new path, with every
-        // other border between the two charts kept where it is.
+        // The band's faces, regrouped: each side of the new path goes to the
+        // chart that holds the faces just outside the band on that side. An
+        // edge is crossed unless it lies on the new path or on a border
+        // between the two charts other than this chain.
         for (int h : path) MarkEdge(h, mHalfEdgeStamp);
         for (int h : chain.halfEdges) MarkEdge(h, mChainStamp);
-        std::vector<int> faces;
-        faces.reserve(mRegionFaces[a].size() + mRegionFaces[b].size());
-        faces.insert(faces.end(), mRegionFaces[a].begin(), mRegionFaces[a].end());
-        faces.insert(faces.end(), mRegionFaces[b].begin(), mRegionFaces[b].end());
-        for (int f : faces) mSide[f] = -1;
-        std::vector<int> stack, part;
-        std::vector<int> newLabel(faces.size());
-        for (size_t i = 0; i < faces.size(); ++i) mLocalIndex[faces[i]] = static_cast<int>(i);
-        bool ok = true;
-        for (int seed : faces) {
-            if (mSide[seed] >= 0) continue;
-            part.clear();
-            stack.assign(1, seed);
-            mSide[seed] = 1;
-            double areaA = 0.0, areaB = 0.0;
-            while (!stack.empty()) {
-                const int f = stack.back();
-                stack.pop_back();
-                part.push_back(f);
-                (mLabels[f] == a ? areaA : areaB) += mGeo.weight[f];
-                for (int k = 0; k < 3; ++k) {
-                    const int h = 3 * f + k, g = Across(h);
-                    if (g < 0 || mSide[g] >= 0 || (mLabels[g] != a && mLabels[g] != b)) continue;
-                    if (mHalfEdgeStamp[h] == mStamp) continue;
-                    if (mLabels[g] != mLabels[f] && mChainStamp[h] != mStamp) continue;
-                    mSide[g] = 1;
-                    stack.push_back(g);
-                }
+        auto crossable = [&](int h, int f, int g) {
+            if (mHalfEdgeStamp[h] == mStamp) return false;
+            return mLabels[g] == mLabels[f] || mChainStamp[h] == mStamp;
+        };
+        std::vector<int> stack;
+        for (int f : bandFaces) mSide[f] = -1;
+        for (int f : bandFaces) {
+            for (int k = 0; k < 3; ++k) {
+                const int h = 3 * f + k, g = Across(h);
+                if (g < 0 || mFaceStamp[g] == mStamp || (mLabels[g] != a && mLabels[g] != b)) continue;
+                if (!crossable(h, f, g)) continue;
+                if (mSide[f] >= 0 && mSide[f] != mLabels[g]) return false;  // both sides reach it: no separation
+                if (mSide[f] < 0) stack.push_back(f);
+                mSide[f] = mLabels[g];
             }
-            const int label = areaA >= areaB ? a : b;
-            for (int f : part) newLabel[mLocalIndex[f]] = label;
         }
-        // Faces may change hands only inside the band, and not too many.
-        double handed = 0.0;
-        for (size_t i = 0; i < faces.size() && ok; ++i) {
-            const int f = faces[i];
-            if (newLabel[i] == mLabels[f]) continue;
-            ok = mFaceStamp[f] == mStamp;
-            handed += mGeo.weight[f];
+        while (!stack.empty()) {
+            const int f = stack.back();
+            stack.pop_back();
+            for (int k = 0; k < 3; ++k) {
+                const int h = 3 * f + k, g = Across(h);
+                if (g < 0 || mFaceStamp[g] != mStamp || !crossable(h, f, g)) continue;
+                if (mSide[g] >= 0) {
+                    if (mSide[g] != mSide[f]) return false;
+                    continue;
+                }
+                mSide[g] = mSide[f];
+                stack.push_back(g);
+            }
         }
-        ok = ok && handed <= mSettings.maxAreaShare * std::min(mRegionArea[a], mRegionArea[b]);
-        std::vector<int> facesA, facesB;
-        if (ok) {
-            for (size_t i = 0; i < faces.size(); ++i) (newLabel[i] == a ? facesA : facesB).push_back(faces[i]);
-            ok = !facesA.empty() && !facesB.empty();
+        // Faces change hands only inside the band, none left unreached, and
+        // not too many of them.
+        std::vector<int> moved;
+        double toA = 0.0, toB = 0.0;
+        for (int f : bandFaces) {
+            if (mSide[f] < 0) return false;
+            if (mSide[f] == mLabels[f]) continue;
+            moved.push_back(f);
+            (mSide[f] == a ? toA : toB) += mGeo.weight[f];
         }
-        for (int f : faces) mLocalIndex[f] = -1;
-        if (!ok) return false;
+        if (moved.empty()) return false;
+        if (std::max(toA, toB) > mSettings.maxAreaShare * std::min(mRegionArea[a], mRegionArea[b])) return false;
 
-        std::vector<std::pair<int, int>> undo;
-        for (size_t i = 0; i < faces.size(); ++i) {
-            if (newLabel[i] == mLabels[faces[i]]) continue;
-            undo.push_back({faces[i], mLabels[faces[i]]});
-            mLabels[faces[i]] = newLabel[i];
-        }
-        ok = IsDisc(a, facesA) && IsDisc(b, facesB);
-        if (!ok) {
-            for (const auto& [f, l] : undo) mLabels[f] = l;
+        // Both charts must stay discs: their Euler characteristic, counted on
+        // what the move touches, may not change (a chart broken in two, or
+        // around a hole, would change it), and neither may vanish.
+        const int beforeA = LocalEuler(moved, a), beforeB = LocalEuler(moved, b);
+        for (int f : moved) std::swap(mLabels[f], mSide[f]);
+        const int afterA = LocalEuler(moved, a), afterB = LocalEuler(moved, b);
+        const double areaA = mRegionArea[a] + toA - toB, areaB = mRegionArea[b] + toB - toA;
+        if (afterA != beforeA || afterB != beforeB || !(areaA > 0.0) || !(areaB > 0.0)) {
+            for (int f : moved) std::swap(mLabels[f], mSide[f]);
             return false;
         }
-        mRegionFaces[a].swap(facesA);
-        mRegionFaces[b].swap(facesB);
-        for (int l : {a, b}) {
-            mRegionArea[l] = 0.0;
-            for (int f : mRegionFaces[l]) mRegionArea[l] += mGeo.weight[f];
-        }
+        mRegionArea[a] = areaA;
+        mRegionArea[b] = areaB;
         return true;
     }
 
-    bool IsDisc(int label, const std::vector<int>& faces) {
-        std::vector<std::vector<int>> parts;
-        mSeen.resize(mAdj.faceCount, 0);
-        _ConnectedParts(mAdj, mLabels, label, faces, mSeen, parts);
-        if (parts.size() != 1) return false;
-        return _EulerCharacteristic(mAdj, mLabels, label, faces, mLocalIndex) == 1;
+    // The part of the Euler characteristic of the faces labelled `label`
+    // (vertices counted once per fan, as the cut leaves them) that comes from
+    // the given faces and the edges and vertices they touch.
+    int LocalEuler(const std::vector<int>& faces, int label) {
+        ++mStamp;
+        int vertices = 0, edges = 0, count = 0;
+        for (int f : faces) {
+            count += mLabels[f] == label ? 1 : 0;
+            const int* t = &mAdj.triangles[3 * static_cast<size_t>(f)];
+            for (int k = 0; k < 3; ++k) {
+                const int h = 3 * f + k, g = Across(h);
+                // Each edge once: not again from a second moved face.
+                const bool counted = g >= 0 && mFaceStamp[g] == mStamp;
+                if (!counted && (mLabels[f] == label || (g >= 0 && mLabels[g] == label))) ++edges;
+                const int v = t[k];
+                if (mVertexStamp[v] == mStamp) continue;
+                mVertexStamp[v] = mStamp;
+                vertices += Fans(v, label);
+            }
+            mFaceStamp[f] = mStamp;
+        }
+        return vertices - edges + count;
+    }
+
+    // Fans of faces labelled `label` around v: such faces, less the edges at v
+    // both of whose faces carry the label, plus one when they close the
+    // whole ring around an inner vertex.
+    int Fans(int v, int label) const {
+        int faces = 0, joints = 0, all = 0;
+        for (int i = mAdj.FacesBegin(v); i < mAdj.FacesEnd(v); ++i) {
+            const int f = mAdj.vertexFaces[i];
+            ++all;
+            if (mLabels[f] != label) continue;
+            ++faces;
+            for (int k = 0; k < 3; ++k) {
+                const int h = 3 * f + k, g = Across(h);
+                if ((From(h) == v || To(h) == v) && g >= 0 && g > f && mLabels[g] == label) ++joints;
+            }
+        }
+        return faces - joints + (faces == all && faces > 0 && !mBoundaryVertex[v] ? 1 : 0);
     }
 
     const MeshAdjacency& mAdj;
@@ -372,16 +410,15 @@ private:
     std::vector<int>& mLabels;
     Vector3 mChordStart, mChordEnd;
     std::vector<char> mBoundaryVertex;
-    std::vector<std::vector<int>> mRegionFaces;
     std::vector<double> mRegionArea;
     unsigned mStamp = 0, mSearch = 0;
-    std::vector<unsigned> mVertexStamp, mSearchStamp, mFaceStamp, mHalfEdgeStamp, mChainStamp;
+    std::vector<unsigned> mVertexStamp, mSearchStamp, mPassStamp, mFaceStamp, mHalfEdgeStamp, mChainStamp;
+    std::vector<char> mPassable;
+    std::vector<double> mEdgeWeight;  // per half-edge, see _BorderEdgeWeight
     std::vector<int> mDistance;
     std::vector<double> mCost;
     std::vector<int> mPrevious;
-    std::vector<int> mLocalIndex;
     std::vector<int> mSide;
-    std::vector<char> mSeen;
 };
 
 }  // namespace
