@@ -11,6 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#define STB_IMAGE_IMPLEMENTATION
+#define STB_IMAGE_STATIC
+#include <stb/stb_image.h>
+
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -212,6 +216,40 @@ TEST(Qarnuv, UnwrapWritesAtlasPreviewAndJsonLine) {
     EXPECT_EQ(ids.size(), 3u * torus.GetTriangleCount());
 }
 
+TEST(Qarnuv, UnwrapKeepsWithinAStretchBudget) {
+    REQUIRE_QARNUV();
+    ScratchDir dir;
+    TriMesh sphere = testmesh::Icosphere(3);
+    ASSERT_EQ(ORVO::Parser::ExportTriMesh(dir / "sphere.obj", &sphere), 0);
+    Outcome r = RunProgram({kQarnuv, "unwrap", "sphere.obj", "atlas.obj", "--max-stretch", "1.05", "--json", "--preview",
+                            "atlas.png", "--preview-size", "200"},
+                           dir.Path());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::map<std::string, std::string> json;
+    ASSERT_TRUE(ParseFlatJson(Lines(r.out).at(0), json)) << r.out;
+    EXPECT_LE(std::atof(json["stretch_l2"].c_str()), 1.05);
+    EXPECT_LE(std::atof(json["stretch_linf"].c_str()), 3.0);
+    EXPECT_GE(std::atoi(json["charts"].c_str()), 2);  // a closed surface needs a cut
+
+    // The preview keeps its size and shows the stretch scale, blue to red,
+    // in a strip under the square.
+    int width = 0, height = 0, channels = 0;
+    unsigned char* pixels = stbi_load((dir / "atlas.png").c_str(), &width, &height, &channels, 3);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_EQ(width, 200);
+    EXPECT_EQ(height, 200);
+    bool red = false, blue = false;
+    for (int y = height - 14; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const unsigned char* p = pixels + 3 * (y * width + x);
+            red = red || (p[0] > 200 && p[1] < 60 && p[2] < 60);
+            blue = blue || (p[2] > 200 && p[0] < 60 && p[1] < 60);
+        }
+    stbi_image_free(pixels);
+    EXPECT_TRUE(red);
+    EXPECT_TRUE(blue);
+}
+
 TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {
     REQUIRE_QARNUV();
     ScratchDir dir;
@@ -242,6 +280,8 @@ TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {
     const std::vector<std::pair<std::vector<std::string>, std::string>> usage = {
         {{"unwrap", "sphere.off", "out.obj", "--charts", "3", "--auto"}, "--auto"},
         {{"unwrap", "sphere.off", "out.obj", "--charts", "0"}, "--charts"},
+        {{"unwrap", "sphere.off", "out.obj", "--max-stretch", "0.5"}, "--max-stretch"},
+        {{"unwrap", "sphere.off", "out.obj", "--max-stretch", "1.1", "--charts", "3"}, "--max-stretch"},
         {{"unwrap", "sphere.off"}, "OUT"},
         {{"frobnicate"}, "frobnicate"},
         {{}, "subcommand"}};
