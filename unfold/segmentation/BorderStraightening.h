@@ -17,12 +17,12 @@
 namespace ORVO {
 
 struct StraighteningSettings {
-    // How far (in vertex rings) a border may move.
-    int bandRings = 3;
+    // How far (in vertex rings) a border may move in one pass.
+    int bandRings = 2;
     // Largest share of the smaller chart's area one border move may hand
     // from one chart to the other.
     double maxAreaShare = 0.5;
-    int passes = 3;
+    int passes = 2;
 };
 
 // Updates `labels` (one per face, 0 .. regionCount-1, every region an

@@ -19,6 +19,9 @@ namespace {
 
 // Normal spread at which curvature weighs as much as roundness does.
 constexpr double kSpreadScale = 0.15;
+// Atoms: at most this many faces, and at least this many atoms to a chart.
+constexpr int kAtomFaces = 16;
+constexpr int kAtomsPerChart = 24;
 
 struct Neighbour {
     int chart;     // a chart id, possibly merged away since (resolve with Find)
@@ -114,6 +117,8 @@ public:
     }
 
     int Run(std::vector<int>& labels) {
+        FormAtoms();
+        mQueueing = true;
         for (int c = 0; c < mAdj.faceCount; ++c) {
             if (mParent[c] == c) PushPairs(c, mNeighbours[c]);
         }
@@ -135,6 +140,38 @@ public:
     }
 
 private:
+    // When the charts wanted are many times larger than a face, small patches
+    // of faces grown breadth first are merged before any merge is queued: a
+    // large mesh then spends its time on the merges that shape the charts.
+    void FormAtoms() {
+        const int faces = mAdj.faceCount;
+        const int perChart = faces / std::max(1, mLimits.targetCount);
+        const int atom = std::min(kAtomFaces, perChart / kAtomsPerChart);
+        if (atom < 2) return;
+        std::vector<char> taken(faces, 0);
+        std::vector<int> front;
+        for (int seed = 0; seed < faces; ++seed) {
+            if (taken[seed]) continue;
+            taken[seed] = 1;
+            front.assign(1, seed);
+            int size = 1;
+            for (size_t i = 0; i < front.size() && size < atom; ++i) {
+                for (int k = 0; k < 3 && size < atom; ++k) {
+                    const int g = mAdj.faceNeighbours[3 * static_cast<size_t>(front[i]) + k];
+                    if (g < 0 || taken[g]) continue;
+                    const int root = Find(seed);
+                    double length, crease;
+                    SharedBorder(root, g, length, crease);
+                    if (Cost(root, g, length, crease) < 0.0) continue;
+                    taken[g] = 1;
+                    if (Merge(root, g, length) < 0) continue;
+                    front.push_back(g);
+                    ++size;
+                }
+            }
+        }
+    }
+
     int Find(int x) {
         while (mParent[x] != x) {
             mParent[x] = mParent[mParent[x]];
@@ -271,7 +308,7 @@ private:
         list.insert(list.end(), moved.begin(), moved.end());
         if (list.size() > 2 * mCompactSize[keep]) Compact(keep);
         --mCount;
-        PushPairs(keep, moved);
+        if (mQueueing) PushPairs(keep, moved);
         return keep;
     }
 
@@ -303,6 +340,7 @@ private:
     std::vector<int> mKept, mShared, mTouched, mPushed;
     MergeQueue mQueue;
     int mCount = 0;
+    bool mQueueing = false;  // merges are queued (not while atoms form)
 };
 
 }  // namespace

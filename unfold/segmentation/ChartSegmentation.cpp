@@ -11,6 +11,7 @@
 #include "unfold/segmentation/StretchBudgetMerge.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace ORVO {
 namespace {
@@ -20,8 +21,11 @@ namespace {
 // noticeably, whatever the count.
 constexpr double kCountSpread = 0.25;
 // Under a budget, the charts that the flattening then merges start nearly
-// flat (normals within about 35 degrees); then only the budget bounds them.
-constexpr double kSeedSpread = 0.1;
+// flat: normals within about 20 to 50 degrees, the wider the larger the
+// budget (about 35 for a budget of 1.02). Then only the budget bounds them.
+constexpr double kSeedSpreadScale = 0.6;
+constexpr double kSeedSpreadMin = 0.03;
+constexpr double kSeedSpreadMax = 0.18;
 constexpr double kBudgetSpread = 2.0;
 // Automatic charts do not grow across edges whose faces meet at more than 60
 // degrees: a box splits at its edges.
@@ -48,7 +52,10 @@ int _GenerateChartSplitLines(const TriMesh* mesh, const ChartSegmentation& reque
     ClusteringLimits limits;
     if (budgeted) {
         limits.targetCount = 1;
-        limits.maxSpread = kSeedSpread;
+        // Seeds may be the more curved, the more stretch the budget allows:
+        // their stretch grows about with the square of their spread.
+        limits.maxSpread = std::clamp(kSeedSpreadScale * std::sqrt(request.maxStretch - 1.0), kSeedSpreadMin,
+                                      kSeedSpreadMax);
         if (request.automatic) limits.creaseCosine = kCreaseCosine;
     } else {
         limits.targetCount = std::max(1, request.chartCount);

@@ -244,18 +244,17 @@ public:
     }
 
     int Run(std::vector<double>& cornerUv, std::vector<std::vector<int>>& slits) {
-        // Every region's own layout first, in batches like the unions.
-        std::vector<Trial> trials(mRegions.size());
-        for (size_t r = 0; r < mRegions.size(); ++r) {
-            trials[r].candidate.a = static_cast<int>(r);
-            trials[r].faces = mRegions[r].faces;
+        // The regions given are nearly flat: until a union is flattened, each
+        // counts as flattened without stretch and as valid (most are merged,
+        // and the atlas checks and flattens those that are not).
+        for (Region& r : mRegions) {
+            r.layout.valid = true;
+            r.layout.area = r.shape.area;
+            r.layout.stretchSum = r.shape.area;
+            mTotalArea += r.shape.area;
         }
-        Flatten(trials);
-        for (size_t r = 0; r < mRegions.size(); ++r) {
-            mRegions[r].layout = trials[r].layout;
-            mTotalArea += trials[r].layout.area;
-            mTotalStretch += trials[r].layout.stretchSum;
-        }
+        mTotalStretch = mTotalArea;
+        mMeanArea = mTotalArea / std::max<size_t>(1, mRegions.size());
         mAllowed = mBudget.maxStretch * mBudget.maxStretch * mTotalArea;
         for (int a = 0; a < static_cast<int>(mRegions.size()); ++a)
             for (int b : mNeighbours[a])
@@ -320,9 +319,13 @@ public:
 private:
     void Push(int a, int b) {
         const SharedBorder& border = mBorders[PairKey(a, b)];
-        const double cost =
+        double cost =
             _ChartMergeCost(mRegions[a].shape, mRegions[b].shape, border.length, border.crease, mBudget.limits);
-        if (cost >= 0.0) mQueue.push({cost, a, b, mRegions[a].version, mRegions[b].version});
+        if (cost < 0.0) return;
+        // Larger unions wait a little longer: every accepted union is flattened
+        // whole, so merging like with like flattens each face fewer times.
+        cost *= std::sqrt((mRegions[a].shape.area + mRegions[b].shape.area) / mMeanArea);
+        mQueue.push({cost, a, b, mRegions[a].version, mRegions[b].version});
     }
 
     int Owner(int r) {
@@ -433,7 +436,7 @@ private:
     std::vector<int> mLocalIndex;
     std::priority_queue<Candidate, std::vector<Candidate>, std::greater<Candidate>> mQueue;
     std::unique_ptr<ThreadPool> mPool;
-    double mTotalArea = 0.0, mTotalStretch = 0.0, mAllowed = 0.0;
+    double mTotalArea = 0.0, mTotalStretch = 0.0, mAllowed = 0.0, mMeanArea = 1.0;
 };
 
 }  // namespace
