@@ -21,7 +21,7 @@ namespace {
 
 constexpr int kDepthLimit = 33;
 // Slits tried on a chart that folds or squeezes a face before it is split.
-constexpr int kSlitAttempts = 4;
+constexpr int kSlitAttempts = 1;
 
 // Faces around vertex v in the order of the fan, walking across the edges
 // incident to v; a fan cut by the boundary starts at one of its ends.
