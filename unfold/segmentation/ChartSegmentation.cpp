@@ -27,9 +27,10 @@ constexpr double kSeedSpreadScale = 0.6;
 constexpr double kSeedSpreadMin = 0.03;
 constexpr double kSeedSpreadMax = 0.18;
 constexpr double kBudgetSpread = 2.0;
-// Automatic charts do not grow across edges whose faces meet at more than 60
-// degrees: a box splits at its edges.
-constexpr double kCreaseCosine = 0.5;
+// Automatic charts do not grow across edges whose faces meet at more than 80
+// degrees: a box splits at its edges, while the sharp ridges of a noisy scan
+// do not cut it up.
+constexpr double kCreaseCosine = 0.17;
 
 }  // namespace
 
