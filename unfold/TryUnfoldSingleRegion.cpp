@@ -212,6 +212,19 @@ bool Check(const TriMesh& chart, const AtlasSettings& settings, const std::vecto
     return CheckLayout(chart, settings, holes, uv);
 }
 
+// The edge-connected groups of each label, as the caller's face ids, to be
+// flattened at the next depth.
+void ReturnGroups(const TriMesh& chart, const std::vector<int>& labels, const std::vector<int>& region,
+                  std::vector<std::vector<int>>& subRegions) {
+    std::vector<std::vector<int>> groups;
+    LabelGroups(chart, labels, groups);
+    _LogDetail("needSplit=", groups.size());
+    for (std::vector<int>& group : groups) {
+        for (int& f : group) f = region[f];
+        subRegions.push_back(std::move(group));
+    }
+}
+
 // Flattens the chart and runs the checks its settings ask for; `accept` is
 // set when the layout may be used. Returns false when there is no layout.
 bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv, bool& accept) {
@@ -337,13 +350,7 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
                              ? _WorstInnerVertex(*chart, uv, settings.maxFaceStretch, false)
                              : -1;
         if (apex >= 0 && _SplitThroughVertex(*chart, apex, labels)) {
-            std::vector<std::vector<int>> groups;
-            LabelGroups(*chart, labels, groups);
-            _LogDetail("needSplit=", groups.size());
-            for (std::vector<int>& group : groups) {
-                for (int& f : group) f = region[f];
-                subRegions.push_back(std::move(group));
-            }
+            ReturnGroups(*chart, labels, region, subRegions);
             return STATUS_SUCCESS;
         }
         if (!uv.empty()) _OverlapTest(*chart, uv, nullptr);
@@ -356,13 +363,7 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
         }
         int labelCount = 0;
         LabelHalves(*chart, *half, labels, labelCount);
-        std::vector<std::vector<int>> groups;
-        LabelGroups(*chart, labels, groups);
-        _LogDetail("needSplit=", groups.size());
-        for (std::vector<int>& group : groups) {
-            for (int& f : group) f = region[f];
-            subRegions.push_back(std::move(group));
-        }
+        ReturnGroups(*chart, labels, region, subRegions);
         return STATUS_SUCCESS;
     }
 

@@ -263,4 +263,27 @@ bool _OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vect
     return IsTriMesh2DOverlapped(points, triangles, false, overlapFaces, nullptr);
 }
 
+int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c) {
+    const int* t = chart.GetTriangle(f);
+    const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
+    const Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
+    const Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
+    const double doubled = e1.CrossProduct(d).Length();
+    const double len = e1.Length();
+    if (!(doubled > 0.0) || !(len > 0.0)) return 0;
+    // The face in its own plane: (0,0), (len,0), (x2,y2); J maps layout edges
+    // onto these: J [s1 s2; q1 q2] = [len x2; 0 y2].
+    const double x2 = (d * e1) / len, y2 = doubled / len;
+    const double s1 = uv[2 * t[1]] - uv[2 * t[0]], q1 = uv[2 * t[1] + 1] - uv[2 * t[0] + 1];
+    const double s2 = uv[2 * t[2]] - uv[2 * t[0]], q2 = uv[2 * t[2] + 1] - uv[2 * t[0] + 1];
+    const double det = s1 * q2 - s2 * q1;
+    if (!(det > 0.0)) return -1;
+    const double j00 = (len * q2 - x2 * q1) / det, j01 = (x2 * s1 - len * s2) / det;
+    const double j10 = (-y2 * q1) / det, j11 = (y2 * s1) / det;
+    a = j00 * j00 + j10 * j10;
+    b = j00 * j01 + j10 * j11;
+    c = j01 * j01 + j11 * j11;
+    return 1;
+}
+
 }  // namespace ORVO

@@ -17,6 +17,13 @@ constexpr int kChartIsometricIterations = 7;
 bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
                    std::vector<double>& uv, bool& accept, int isometricIterations = kChartIsometricIterations);
 
+// The map from face f's layout onto the face, as its metric J^T J: `a` and
+// `c` on the diagonal, `b` off it (its eigenvalues are the squared singular
+// values of the map, its trace twice the squared L2 stretch). Returns 1, 0 for
+// a face without surface area, or -1 when the layout flips the face or gives
+// it no area (a, b, c then unset).
+int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c);
+
 // Whether some face's largest texture-to-surface stretch exceeds `limit`, or
 // some face is flipped or has no area in the layout.
 bool _HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv, double limit);

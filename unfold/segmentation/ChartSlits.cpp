@@ -5,6 +5,7 @@
 #include <QarnUVAtlas/FillMeshHole.h>
 
 #include "unfold/MeshAdjacency.h"
+#include "unfold/flattening/ChartLayout.h"
 #include "unfold/segmentation/BorderStraightening.h"
 
 #include <algorithm>
@@ -44,70 +45,76 @@ Vector3 FaceNormal(const TriMesh& chart, int f) {
 // Largest texture-to-surface stretch of face f, kScoreCap when it is flipped
 // or has no layout area; 0 for a face without surface area.
 double FaceScore(const TriMesh& chart, const std::vector<double>& uv, int f) {
-    const int* t = chart.GetTriangle(f);
-    const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
-    const Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
-    const Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
-    const double doubled = e1.CrossProduct(d).Length();
-    const double len = e1.Length();
-    if (!(doubled > 0.0) || !(len > 0.0)) return 0.0;
-    const double x2 = (d * e1) / len, y2 = doubled / len;
-    const double s1 = uv[2 * t[1]] - uv[2 * t[0]], q1 = uv[2 * t[1] + 1] - uv[2 * t[0] + 1];
-    const double s2 = uv[2 * t[2]] - uv[2 * t[0]], q2 = uv[2 * t[2] + 1] - uv[2 * t[0] + 1];
-    const double det = s1 * q2 - s2 * q1;
-    if (!(det > 0.0)) return kScoreCap;
-    const double j00 = (len * q2 - x2 * q1) / det, j01 = (x2 * s1 - len * s2) / det;
-    const double j10 = (-y2 * q1) / det, j11 = (y2 * s1) / det;
-    const double a = j00 * j00 + j10 * j10, b = j00 * j01 + j10 * j11, c = j01 * j01 + j11 * j11;
+    double a, b, c;
+    const int state = _FaceLayoutMetric(chart, uv, f, a, b, c);
+    if (state <= 0) return state == 0 ? 0.0 : kScoreCap;
     const double largest = std::sqrt(0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b)));
     return std::min(largest, kScoreCap);
 }
 
-// Cheapest edge path from `start` to the boundary (to `target` when it is not
-// -1), through no vertex marked in `avoid`; vertex ids from start on.
-std::vector<int> CheapestPathToBoundary(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<char>& boundary,
-                                        int start, const std::vector<char>& avoid, int target) {
+// Cheapest edge path, on edges weighted as chart borders are, from any vertex
+// marked in `sources` to the first vertex off them that `isEnd` accepts,
+// passing only through inner vertices (a source may lie on the boundary)
+// not marked in `avoid` (when not empty). Vertex ids from the end back to a
+// source; empty when no end is reached.
+template <class IsEnd>
+std::vector<int> CheapestPath(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<char>& boundary,
+                              const std::vector<char>& sources, const std::vector<char>& avoid, IsEnd isEnd) {
     std::vector<double> cost(adj.vertexCount, -1.0);
     std::vector<int> previous(adj.vertexCount, -1);
     using Entry = std::pair<double, int>;
     std::priority_queue<Entry, std::vector<Entry>, std::greater<Entry>> queue;
-    cost[start] = 0.0;
-    queue.push({0.0, start});
+    for (int v = 0; v < adj.vertexCount; ++v) {
+        if (!sources[v]) continue;
+        cost[v] = 0.0;
+        queue.push({0.0, v});
+    }
     int reached = -1;
     while (!queue.empty()) {
         const auto [c, u] = queue.top();
         queue.pop();
         if (c > cost[u]) continue;
-        if (u != start && boundary[u]) {
-            // The path ends on the boundary: at `target` when one is given.
-            if (target < 0 || u == target) {
-                reached = u;
-                break;
-            }
-            continue;
+        if (!sources[u] && isEnd(u)) {
+            reached = u;
+            break;
         }
+        if (!sources[u] && boundary[u]) continue;
         for (int i = adj.FacesBegin(u); i < adj.FacesEnd(u); ++i) {
             const int f = adj.vertexFaces[i];
             const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
             for (int k = 0; k < 3; ++k) {
                 if (t[k] != u) continue;
-                // The edge leaving u in f, with the face across it for the bend.
-                const int w = t[(k + 1) % 3];
-                if (!avoid.empty() && avoid[w]) continue;
-                const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
-                const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
-                const double next =
-                    c + _BorderEdgeWeight((chart.GetVertexCoordRef(w) - chart.GetVertexCoordRef(u)).Length(), cosine);
-                if (cost[w] >= 0.0 && cost[w] <= next) continue;
-                cost[w] = next;
-                previous[w] = u;
-                queue.push({next, w});
+                // Both edges of f at u (a boundary source has an open fan),
+                // with the face across each for the bend.
+                for (int e : {k, (k + 2) % 3}) {
+                    const int w = t[e] == u ? t[(e + 1) % 3] : t[e];
+                    if (sources[w] || (!avoid.empty() && avoid[w])) continue;
+                    const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
+                    const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
+                    const double next = c + _BorderEdgeWeight(
+                                                (chart.GetVertexCoordRef(w) - chart.GetVertexCoordRef(u)).Length(),
+                                                cosine);
+                    if (cost[w] >= 0.0 && cost[w] <= next) continue;
+                    cost[w] = next;
+                    previous[w] = u;
+                    queue.push({next, w});
+                }
             }
         }
     }
     std::vector<int> path;
-    if (reached < 0) return path;
     for (int v = reached; v >= 0; v = previous[v]) path.push_back(v);
+    return path;
+}
+
+// Cheapest path from inner vertex `start` to the boundary (to `target` when
+// it is not -1), through no vertex marked in `avoid`; vertex ids from start on.
+std::vector<int> CheapestPathToBoundary(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<char>& boundary,
+                                        int start, const std::vector<char>& avoid, int target) {
+    std::vector<char> sources(adj.vertexCount, 0);
+    sources[start] = 1;
+    std::vector<int> path = CheapestPath(chart, adj, boundary, sources, avoid,
+                                         [&](int v) { return boundary[v] && (target < 0 || v == target); });
     std::reverse(path.begin(), path.end());
     return path;
 }
@@ -239,57 +246,16 @@ bool _JoinBoundaryLoops(const TriMesh& chart, std::vector<std::vector<int>>& pat
     joined[0] = 1;
     for (int v : loops[0]) source[v] = 1;
     // Each round: cheapest path from what is joined so far to another loop.
+    const std::vector<char> none;
     for (size_t round = 1; round < loops.size(); ++round) {
-        std::vector<double> cost(adj.vertexCount, -1.0);
-        std::vector<int> previous(adj.vertexCount, -1);
-        using Entry = std::pair<double, int>;
-        std::priority_queue<Entry, std::vector<Entry>, std::greater<Entry>> queue;
-        for (int v = 0; v < adj.vertexCount; ++v) {
-            if (!source[v]) continue;
-            cost[v] = 0.0;
-            queue.push({0.0, v});
-        }
-        int reached = -1;
-        while (!queue.empty()) {
-            const auto [c, u] = queue.top();
-            queue.pop();
-            if (c > cost[u]) continue;
-            if (!source[u] && boundary[u]) {
-                if (loopOf[u] >= 0 && !joined[loopOf[u]]) {
-                    reached = u;
-                    break;
-                }
-                continue;  // a cut runs through inner vertices only
-            }
-            for (int i = adj.FacesBegin(u); i < adj.FacesEnd(u); ++i) {
-                const int f = adj.vertexFaces[i];
-                const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
-                for (int k = 0; k < 3; ++k) {
-                    if (t[k] != u) continue;
-                    for (int e : {k, (k + 2) % 3}) {
-                        const int a = t[e], b = t[(e + 1) % 3];
-                        const int w = a == u ? b : a;
-                        if (source[w]) continue;
-                        const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
-                        const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
-                        const double next = c + _BorderEdgeWeight(
-                                                    (chart.GetVertexCoordRef(w) - chart.GetVertexCoordRef(u)).Length(),
-                                                    cosine);
-                        if (cost[w] >= 0.0 && cost[w] <= next) continue;
-                        cost[w] = next;
-                        previous[w] = u;
-                        queue.push({next, w});
-                    }
-                }
-            }
-        }
-        if (reached < 0) return false;
-        std::vector<int> path;
-        for (int v = reached; v >= 0; v = previous[v]) path.push_back(v);
-        joined[loopOf[reached]] = 1;
-        for (int v : loops[loopOf[reached]]) source[v] = 1;
+        const std::vector<int> path = CheapestPath(chart, adj, boundary, source, none, [&](int v) {
+            return loopOf[v] >= 0 && !joined[loopOf[v]];
+        });
+        if (path.empty()) return false;
+        joined[loopOf[path.front()]] = 1;
+        for (int v : loops[loopOf[path.front()]]) source[v] = 1;
         for (int v : path) source[v] = 1;
-        paths.push_back(std::move(path));
+        paths.push_back(path);
     }
     return true;
 }

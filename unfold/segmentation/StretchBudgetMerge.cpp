@@ -76,21 +76,13 @@ void BuildRegionChart(const MeshAdjacency& adj, const std::vector<Vector3>& coor
 double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
     double sum = 0.0;
     for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        double a, b, c;
+        // A flipped face makes the layout invalid anyway.
+        if (_FaceLayoutMetric(chart, uv, f, a, b, c) <= 0) continue;
         const int* t = chart.GetTriangle(f);
-        const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
-        const Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
-        const Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
-        const double doubled = e1.CrossProduct(d).Length();
-        const double len = e1.Length();
-        if (!(doubled > 0.0) || !(len > 0.0)) continue;
-        const double x2 = (d * e1) / len, y2 = doubled / len;
-        const double s1 = uv[2 * t[1]] - uv[2 * t[0]], q1 = uv[2 * t[1] + 1] - uv[2 * t[0] + 1];
-        const double s2 = uv[2 * t[2]] - uv[2 * t[0]], q2 = uv[2 * t[2] + 1] - uv[2 * t[0] + 1];
-        const double det = s1 * q2 - s2 * q1;
-        if (!(det > 0.0)) continue;  // such a layout is not valid anyway
-        const double j00 = (len * q2 - x2 * q1) / det, j01 = (x2 * s1 - len * s2) / det;
-        const double j10 = (-y2 * q1) / det, j11 = (y2 * s1) / det;
-        sum += 0.5 * doubled * 0.5 * (j00 * j00 + j01 * j01 + j10 * j10 + j11 * j11);
+        const double area = TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                                         chart.GetVertexCoordRef(t[2]));
+        sum += area * 0.5 * (a + c);
     }
     return sum;
 }
