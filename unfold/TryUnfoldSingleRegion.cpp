@@ -333,6 +333,16 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
         accept = Check(*chart, settings, uv);
     }
     if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, uv, accept);
+    if (flattened && !accept && settings.shapedCharts && settings.strict) {
+        // A conformal start that folds is often set right by one that cannot.
+        std::vector<std::vector<int>> holes;
+        std::vector<double> circle;
+        if (FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS &&
+            _FlattenChartFromCircle(*chart, holes, circle) && CheckLayout(*chart, settings, holes, circle)) {
+            uv.swap(circle);
+            accept = true;
+        }
+    }
     if (flattened && !accept && settings.shapedCharts && settings.strict && depth < kDepthLimit) {
         std::unique_ptr<TriMesh> slit = SlitUntilFlat(*chart, settings, uv);
         if (slit) {

@@ -2,6 +2,8 @@
 // which turns regions into charts, and by the segmentation, which flattens
 // candidate charts to learn what merging them would cost in stretch.
 
+#include <QarnUVAtlas/SparseMatrix.h>
+#include <QarnUVAtlas/SparseSolver.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
 #include "foundation/LogLine.h"
@@ -261,6 +263,75 @@ bool _OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vect
     std::vector<int> triangles(3 * static_cast<size_t>(chart.GetTriangleCount()));
     for (int f = 0; f < chart.GetTriangleCount(); ++f) chart.GetTriangleVertexIds(f, &triangles[3 * f]);
     return IsTriMesh2DOverlapped(points, triangles, false, overlapFaces, nullptr);
+}
+
+bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                             int isometricIterations) {
+    if (holes.size() != 1 || holes[0].size() < 3) return false;
+    const std::vector<int>& loop = holes[0];
+    const int vertexCount = chart.GetVertexCount();
+    std::vector<int> index(vertexCount, -1);  // inner vertices: their unknown; boundary: -2
+    for (int v : loop) {
+        if (index[v] == -2) return false;  // a loop through a vertex twice is no circle
+        index[v] = -2;
+    }
+    uv.assign(2 * static_cast<size_t>(vertexCount), 0.0);
+    // The loop on the unit circle, spaced by its edge lengths.
+    double perimeter = 0.0;
+    std::vector<double> along(loop.size(), 0.0);
+    for (size_t i = 0; i < loop.size(); ++i) {
+        along[i] = perimeter;
+        perimeter += (chart.GetVertexCoordRef(loop[(i + 1) % loop.size()]) - chart.GetVertexCoordRef(loop[i])).Length();
+    }
+    if (!(perimeter > 0.0)) return false;
+    for (size_t i = 0; i < loop.size(); ++i) {
+        const double angle = 2.0 * ORVO_PI * along[i] / perimeter;
+        uv[2 * loop[i]] = std::cos(angle);
+        uv[2 * loop[i] + 1] = std::sin(angle);
+    }
+    int unknowns = 0;
+    for (int v = 0; v < vertexCount; ++v)
+        if (index[v] == -1) index[v] = unknowns++;
+    if (unknowns > 0) {
+        // Every inner vertex at the mean of its neighbours (each edge once).
+        MeshAdjacency adj;
+        adj.Build(&chart);
+        SparseMatrix system(unknowns, unknowns);
+        std::vector<double> bu(unknowns, 0.0), bv(unknowns, 0.0);
+        for (int f = 0; f < adj.faceCount; ++f) {
+            for (int k = 0; k < 3; ++k) {
+                const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+                if (g >= 0 && g < f) continue;
+                const int a = adj.triangles[3 * f + k], b = adj.triangles[3 * f + (k + 1) % 3];
+                for (int side = 0; side < 2; ++side) {
+                    const int i = side ? b : a, j = side ? a : b;
+                    if (index[i] < 0) continue;
+                    system.AddTriplet(index[i], index[i], 1.0);
+                    if (index[j] >= 0) {
+                        system.AddTriplet(index[i], index[j], -1.0);
+                    } else {
+                        bu[index[i]] += uv[2 * j];
+                        bv[index[i]] += uv[2 * j + 1];
+                    }
+                }
+            }
+        }
+        system.BuildFromTriplets();
+        LinearSparseLLTSolver solver;
+        std::vector<double> xu, xv;
+        if (solver.Factorize(system) != STATUS_SUCCESS || solver.Solve(bu, &xu) != STATUS_SUCCESS ||
+            solver.Solve(bv, &xv) != STATUS_SUCCESS)
+            return false;
+        for (int v = 0; v < vertexCount; ++v) {
+            if (index[v] < 0) continue;
+            uv[2 * v] = xu[index[v]];
+            uv[2 * v + 1] = xv[index[v]];
+        }
+    }
+    UnfoldMesh::OptimizeIsometric(&chart, &uv, isometricIterations, nullptr);
+    MatchSurfaceArea(chart, uv);
+    InflateFlatFaces(chart, uv);
+    return true;
 }
 
 int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c) {

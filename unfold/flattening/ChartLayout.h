@@ -17,6 +17,15 @@ constexpr int kChartIsometricIterations = 7;
 bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
                    std::vector<double>& uv, bool& accept, int isometricIterations = kChartIsometricIterations);
 
+// A second way to flatten a disc-like chart (one boundary loop) for when the
+// conformal start folds: the loop on a circle, spaced by edge length, every
+// inner vertex at the mean of its neighbours (such a layout never folds),
+// then the isometric optimisation, the scale and the lift of flat faces as
+// in _FlattenChart. Returns false when the chart has not one simple loop or
+// the system cannot be solved (uv then unspecified).
+bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                             int isometricIterations = kChartIsometricIterations);
+
 // The map from face f's layout onto the face, as its metric J^T J: `a` and
 // `c` on the diagonal, `b` off it (its eigenvalues are the squared singular
 // values of the map, its trace twice the squared L2 stretch). Returns 1, 0 for

@@ -151,9 +151,21 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
     }
     std::vector<std::vector<int>> holes;
     const bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    auto valid = [&](const std::vector<double>& layout) {
+        return !_HasFlippedTriangle(chart, layout) && !_BoundaryCrossesItself(holes, layout) &&
+               !_HasSqueezedTriangle(chart, layout, maxFaceStretch) &&
+               (_WindsOnce(chart, layout, holes) || !_OverlapTest(chart, layout, nullptr));
+    };
     std::vector<double> uv;
     bool accept = false;
     if (!_FlattenChart(chart, holes, holesFound, true, uv, accept)) return result;
+    result.valid = valid(uv);
+    // A conformal start that folds is often set right by one that cannot.
+    std::vector<double> circle;
+    if (!result.valid && holesFound && _FlattenChartFromCircle(chart, holes, circle) && valid(circle)) {
+        uv.swap(circle);
+        result.valid = true;
+    }
     result.stretchSum = StretchSum(chart, uv);
     result.cornerUv.resize(6 * faces.size());
     for (int f = 0; f < chart.GetTriangleCount(); ++f) {
@@ -163,9 +175,6 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
             result.cornerUv[6 * static_cast<size_t>(f) + 2 * k + 1] = uv[2 * t[k] + 1];
         }
     }
-    result.valid = !_HasFlippedTriangle(chart, uv) && !_BoundaryCrossesItself(holes, uv) &&
-                   !_HasSqueezedTriangle(chart, uv, maxFaceStretch) &&
-                   (_WindsOnce(chart, uv, holes) || !_OverlapTest(chart, uv, nullptr));
     return result;
 }
 
