@@ -87,6 +87,29 @@ double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
     return sum;
 }
 
+// The total Gaussian curvature inside a chart: the angle defects of its
+// inner vertices (a full sphere has 4 pi).
+double InnerCurvature(const TriMesh& chart) {
+    MeshAdjacency adj;
+    adj.Build(&chart);
+    std::vector<double> turn(adj.vertexCount, 0.0);
+    std::vector<char> boundary(adj.vertexCount, 0);
+    for (int f = 0; f < adj.faceCount; ++f) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            if (adj.faceNeighbours[3 * static_cast<size_t>(f) + k] < 0) boundary[t[k]] = boundary[t[(k + 1) % 3]] = 1;
+            const Vector3& p = chart.GetVertexCoordRef(t[k]);
+            const Vector3 a = chart.GetVertexCoordRef(t[(k + 1) % 3]) - p, b = chart.GetVertexCoordRef(t[(k + 2) % 3]) - p;
+            const double la = a.Length(), lb = b.Length();
+            if (la > 0.0 && lb > 0.0) turn[t[k]] += std::acos(std::max(-1.0, std::min(1.0, (a * b) / (la * lb))));
+        }
+    }
+    double curvature = 0.0;
+    for (int v = 0; v < adj.vertexCount; ++v)
+        if (!boundary[v] && adj.FacesEnd(v) > adj.FacesBegin(v)) curvature += 2.0 * ORVO_PI - turn[v];
+    return curvature;
+}
+
 struct Region {
     ChartShape shape;
     RegionLayout layout;
@@ -111,6 +134,10 @@ struct Candidate {
 uint64_t PairKey(int a, int b) {
     return (static_cast<uint64_t>(std::min(a, b)) << 32) | static_cast<uint32_t>(std::max(a, b));
 }
+
+// Three quarters of a sphere's curvature: more than any chart flattened within
+// a budget has.
+constexpr double kMostCurvature = 3.0 * 3.14159265358979323846;
 
 // Unions tried at once (on as many threads as there are): a fixed number, so
 // that the charts do not depend on the thread count.
@@ -144,6 +171,9 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
         }
     }
     const TriMesh& chart = cuts.empty() ? region : slit;
+    // Most of a closed surface, however it is cut, cannot lie flat without
+    // crushing faces: not worth a flattening.
+    if (InnerCurvature(chart) > kMostCurvature) return result;
     for (int f = 0; f < chart.GetTriangleCount(); ++f) {
         const int* t = chart.GetTriangle(f);
         result.area += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
