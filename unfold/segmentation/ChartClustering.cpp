@@ -22,6 +22,9 @@ constexpr double kSpreadScale = 0.15;
 // Atoms: at most this many faces, and at least this many atoms to a chart.
 constexpr int kAtomFaces = 16;
 constexpr int kAtomsPerChart = 24;
+// Atoms grow only across edges whose faces' normals are this close (about 37
+// degrees): merges across sharper edges are the charts' to decide.
+constexpr double kAtomCosine = 0.8;
 
 struct Neighbour {
     int chart;     // a chart id, possibly merged away since (resolve with Find)
@@ -75,53 +78,56 @@ private:
     size_t mSize = 0;
 };
 
+// Charts are numbered by atom: the patches the faces are first gathered in
+// (single faces on small meshes), which start as the charts.
 class Clustering {
 public:
     Clustering(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
                const ClusteringLimits& limits)
         : mAdj(adj), mLimits(limits) {
-        const int faces = adj.faceCount;
-        mParent.resize(faces);
-        mArea.resize(faces);
-        mNormal.resize(faces);
-        mPerimeter.assign(faces, 0.0);
-        mChi.assign(faces, 1);
-        mNeighbours.resize(faces);
-        mCompactSize.assign(faces, 3);
-        mBorder.resize(faces);
-        mSlot.assign(faces, -1);
+        const int atoms = FormAtoms(geo);
+        mParent.resize(atoms);
+        mArea.assign(atoms, 0.0);
+        mNormal.assign(atoms, Vector3());
+        mPerimeter.assign(atoms, 0.0);
+        mChi.assign(atoms, 1);
+        mNeighbours.resize(atoms);
+        mCompactSize.assign(atoms, 3);
+        mBorder.resize(atoms);
+        mSlot.assign(atoms, -1);
         mBoundaryVertex.assign(adj.vertexCount, 0);
         mVertexMark.assign(adj.vertexCount, 0);
-        for (int f = 0; f < faces; ++f) {
-            mParent[f] = f;
-            mArea[f] = geo.weight[f];
-            mNormal[f] = geo.normal[f] * geo.weight[f];
+        for (int c = 0; c < atoms; ++c) mParent[c] = c;
+        for (int f = 0; f < adj.faceCount; ++f) {
+            const int c = mAtom[f];
+            mArea[c] += geo.weight[f];
+            mNormal[c] += geo.normal[f] * geo.weight[f];
             const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
             for (int k = 0; k < 3; ++k) {
                 const int h = 3 * f + k;
                 const int g = adj.faceNeighbours[h];
-                const float length = static_cast<float>((coords[t[(k + 1) % 3]] - coords[t[k]]).Length());
-                mBorder[f].push_back(h);
                 if (g < 0) {
+                    mBorder[c].push_back(h);
                     mBoundaryVertex[t[k]] = 1;
                     mBoundaryVertex[t[(k + 1) % 3]] = 1;
                     continue;
                 }
+                if (mAtom[g] == c) continue;
+                mBorder[c].push_back(h);
                 // The perimeter counts seam only: the mesh boundary costs nothing.
-                mPerimeter[f] += length;
+                const float length = static_cast<float>((coords[t[(k + 1) % 3]] - coords[t[k]]).Length());
+                mPerimeter[c] += length;
                 const bool crease = geo.normal[f] * geo.normal[g] < limits.creaseCosine;
-                mNeighbours[f].push_back({g, length, crease ? length : 0.0f});
+                mNeighbours[c].push_back({mAtom[g], length, crease ? length : 0.0f});
             }
         }
-        mCount = faces;
+        for (int c = 0; c < atoms; ++c) Compact(c);
+        mCount = atoms;
     }
 
     int Run(std::vector<int>& labels) {
-        FormAtoms();
         mQueueing = true;
-        for (int c = 0; c < mAdj.faceCount; ++c) {
-            if (mParent[c] == c) PushPairs(c, mNeighbours[c]);
-        }
+        for (int c = 0; c < static_cast<int>(mParent.size()); ++c) PushPairs(c, mNeighbours[c]);
         while (mCount > mLimits.targetCount && !mQueue.Empty()) {
             const Candidate c = mQueue.Pop();
             if (mParent[c.a] != c.a || mParent[c.b] != c.b) continue;
@@ -140,36 +146,42 @@ public:
     }
 
 private:
-    // When the charts wanted are many times larger than a face, small patches
-    // of faces grown breadth first are merged before any merge is queued: a
-    // large mesh then spends its time on the merges that shape the charts.
-    void FormAtoms() {
+    // When the charts wanted are many times larger than a face, the faces are
+    // first gathered in small patches grown breadth first across edges where
+    // the surface bends little, each a topological disc: a large
+    // mesh then spends its time on the merges that shape the charts, and
+    // holds its merge lists per patch rather than per face. Returns the
+    // number of atoms.
+    int FormAtoms(const FaceGeometry& geo) {
         const int faces = mAdj.faceCount;
         const int perChart = faces / std::max(1, mLimits.targetCount);
         const int atom = std::min(kAtomFaces, perChart / kAtomsPerChart);
-        if (atom < 2) return;
-        std::vector<char> taken(faces, 0);
+        mAtom.resize(faces);
+        if (atom < 2) {
+            for (int f = 0; f < faces; ++f) mAtom[f] = f;
+            return faces;
+        }
+        mAtom.assign(faces, -1);
+        int count = 0;
         std::vector<int> front;
         for (int seed = 0; seed < faces; ++seed) {
-            if (taken[seed]) continue;
-            taken[seed] = 1;
+            if (mAtom[seed] >= 0) continue;
+            mAtom[seed] = count;
             front.assign(1, seed);
-            int size = 1;
-            for (size_t i = 0; i < front.size() && size < atom; ++i) {
-                for (int k = 0; k < 3 && size < atom; ++k) {
-                    const int g = mAdj.faceNeighbours[3 * static_cast<size_t>(front[i]) + k];
-                    if (g < 0 || taken[g]) continue;
-                    const int root = Find(seed);
-                    double length, crease;
-                    SharedBorder(root, g, length, crease);
-                    if (Cost(root, g, length, crease) < 0.0) continue;
-                    taken[g] = 1;
-                    if (Merge(root, g, length) < 0) continue;
+            for (size_t i = 0; i < front.size() && static_cast<int>(front.size()) < atom; ++i) {
+                const int f = front[i];
+                for (int k = 0; k < 3 && static_cast<int>(front.size()) < atom; ++k) {
+                    const int g = mAdj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+                    if (g < 0 || mAtom[g] >= 0) continue;
+                    const double cosine = geo.normal[f] * geo.normal[g];
+                    if (cosine < kAtomCosine || cosine < mLimits.creaseCosine) continue;
+                    mAtom[g] = count;
                     front.push_back(g);
-                    ++size;
                 }
             }
+            ++count;
         }
+        return _MakeRegionsDiscs(mAdj, geo, mAtom, count);
     }
 
     int Find(int x) {
@@ -223,7 +235,7 @@ private:
                 kept.push_back(h);
                 continue;
             }
-            const int r = Find(g);
+            const int r = Find(mAtom[g]);
             if (r == s) continue;
             (r == o ? shared : kept).push_back(h);
         }
@@ -246,7 +258,7 @@ private:
                 if (mBoundaryVertex[v]) continue;
                 bool whole = true;
                 for (int i = mAdj.FacesBegin(v); i < mAdj.FacesEnd(v) && whole; ++i) {
-                    const int r = Find(mAdj.vertexFaces[i]);
+                    const int r = Find(mAtom[mAdj.vertexFaces[i]]);
                     whole = r == a || r == b;
                 }
                 closed += whole ? 1 : 0;
@@ -314,10 +326,10 @@ private:
 
     int Relabel(std::vector<int>& labels) {
         labels.assign(mAdj.faceCount, -1);
-        std::vector<int> id(mAdj.faceCount, -1);
+        std::vector<int> id(mParent.size(), -1);
         int count = 0;
         for (int f = 0; f < mAdj.faceCount; ++f) {
-            const int r = Find(f);
+            const int r = Find(mAtom[f]);
             if (id[r] < 0) id[r] = count++;
             labels[f] = id[r];
         }
@@ -326,7 +338,8 @@ private:
 
     const MeshAdjacency& mAdj;
     const ClusteringLimits& mLimits;
-    std::vector<int> mParent;
+    std::vector<int> mAtom;    // per face: its atom, the first chart it belongs to
+    std::vector<int> mParent;  // per atom: the atom it was merged into (itself while it leads a chart)
     std::vector<double> mArea;
     std::vector<Vector3> mNormal;
     std::vector<double> mPerimeter;

@@ -139,6 +139,9 @@ uint64_t PairKey(int a, int b) {
 // a budget has.
 constexpr double kMostCurvature = 3.0 * 3.14159265358979323846;
 
+// The largest chart a union may make.
+constexpr size_t kMaxChartFaces = 150000;
+
 // Unions tried at once (on as many threads as there are): a fixed number, so
 // that the charts do not depend on the thread count.
 constexpr int kBatchSize = 4;
@@ -373,6 +376,9 @@ private:
         const Region& rb = mRegions[c.b];
         if (!ra.alive || !rb.alive || ra.version != c.versionA || rb.version != c.versionB) return false;
         if (!ra.layout.valid || !rb.layout.valid) return false;
+        // Flattening time grows faster than the chart: a million-face scan
+        // would otherwise spend minutes on its last few unions.
+        if (ra.faces.size() + rb.faces.size() > kMaxChartFaces) return false;
         // A union that failed does not get better when either side grows: a
         // pair refused once, in any earlier form, is not tried again.
         for (int r : ra.refused)
