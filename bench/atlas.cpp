@@ -4,6 +4,12 @@
 // prints one table row per run.
 //
 //   bench_atlas [--mesh NAME] [--runs N] [--scale S] [--out DIR] [--counts-only xatlas|all]
+//               [--setting counts|budget|auto]
+//
+// --setting budget runs every mesh under a stretch budget equal to the L2
+// stretch Microsoft's UVAtlas reaches there, --setting auto lets the shape
+// choose the charts; both print a table of their own that sets the seams
+// beside the peer's (UVAtlas, or xatlas at its default).
 //
 // Each configuration runs in a child process, so the peak memory column is
 // that run's own (mesh loading included).
@@ -36,6 +42,22 @@ const std::map<std::string, int> kReferenceCharts = {
 
 const char* kMeshOrder[] = {"suzanne", "torus", "spot", "teapot", "rocker_arm", "armadillo",
                             "meshroom_scan", "bunny", "tower_holes", "ogre", "igea", "igea_x4"};
+
+// The seam length ratio and stretch that the peers reach (../shared/anchors.md):
+// UVAtlas with its default stretch limit, xatlas at its default charts.
+const std::map<std::string, double> kUVAtlasStretch = {
+    {"torus", 1.015},  {"spot", 1.094},          {"teapot", 1.063}, {"rocker_arm", 1.090}, {"armadillo", 1.093},
+    {"meshroom_scan", 1.082}, {"bunny", 1.094}, {"tower_holes", 1.094}, {"ogre", 1.095}, {"igea", 1.068}};
+const std::map<std::string, double> kUVAtlasSeams = {
+    {"torus", 0.021},  {"spot", 0.048},          {"teapot", 0.016}, {"rocker_arm", 0.020}, {"armadillo", 0.029},
+    {"meshroom_scan", 0.023}, {"bunny", 0.012}, {"tower_holes", 0.008}, {"ogre", 0.027}, {"igea", 0.003}};
+const std::map<std::string, double> kXatlasSeams = {
+    {"suzanne", 0.203}, {"torus", 0.066},       {"spot", 0.070},  {"teapot", 0.067},      {"rocker_arm", 0.053},
+    {"armadillo", 0.064}, {"meshroom_scan", 0.099}, {"bunny", 0.074}, {"tower_holes", 0.051}, {"ogre", 0.065},
+    {"igea", 0.014},    {"igea_x4", 0.007}};
+
+// The stretch budget each run is given (0: none), set by --setting.
+double gMaxStretch = 0.0;
 
 struct RunResult {
     int status = 0;
@@ -81,6 +103,7 @@ RunResult RunChild(const std::string& meshPath, int charts, int runs, double sca
             result.faces = mesh.GetTriangleCount();
             ORVO::UVAtlasOptions options;
             options.chartCount = charts;
+            options.maxStretch = gMaxStretch;
             std::vector<double> times;
             std::vector<double> tex;
             std::vector<int> ids;
@@ -113,11 +136,48 @@ RunResult RunChild(const std::string& meshPath, int charts, int runs, double sca
     return result;
 }
 
+// One row per mesh for the budget and auto settings: our charts, time and
+// judged quality, and the seams beside the peer's.
+void RunSetting(const std::string& setting, const std::string& shared, const std::string& only,
+                const std::string& outDir, const std::string& judge, int runs) {
+    const bool budget = setting == "budget";
+    std::printf("| mesh | faces | setting | charts | peer charts | seconds | overlap | flipped | zero-area | utilization "
+                "| stretch_l2 | stretch_linf | seam_length_ratio | peer seams | ours / peer |\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::fflush(stdout);
+    for (const char* name : kMeshOrder) {
+        if (!only.empty() && only != name) continue;
+        if (budget && !kUVAtlasStretch.count(name)) continue;
+        std::string meshPath = shared + "/meshes/" + name + ".obj";
+        if (access(meshPath.c_str(), R_OK) != 0) continue;
+        gMaxStretch = budget ? kUVAtlasStretch.at(name) : 0.0;
+        const std::string label = budget ? "budget " + std::to_string(gMaxStretch).substr(0, 5) : "auto";
+        std::string outPath = outDir + "/" + name + "_" + setting + ".obj";
+        long peakKb = 0;
+        RunResult r = RunChild(meshPath, 0, runs, 1.0, outPath, peakKb);
+        if (r.status != 0) {
+            std::printf("| %s | %d | %s | failed (%d) |\n", name, r.faces, label.c_str(), r.status);
+            std::fflush(stdout);
+            continue;
+        }
+        std::string json = RunCommand(judge + " " + meshPath + " " + outPath + " 2>/dev/null");
+        const double peer = budget ? kUVAtlasSeams.at(name) : kXatlasSeams.at(name);
+        const std::string peerCharts = budget ? "-" : std::to_string(kReferenceCharts.at(name));
+        const double seams = std::atof(ExtractField(json, "seam_length_ratio").c_str());
+        std::printf("| %s | %d | %s | %d | %s | %.3f | %s | %s | %s | %s | %s | %s | %.4f | %.3f | %.2f |\n", name,
+                    r.faces, label.c_str(), r.charts, peerCharts.c_str(), r.seconds, ExtractField(json, "overlap").c_str(),
+                    ExtractField(json, "flipped_faces").c_str(), ExtractField(json, "zero_area_uv_faces").c_str(),
+                    ExtractField(json, "utilization").c_str(), ExtractField(json, "stretch_l2").c_str(),
+                    ExtractField(json, "stretch_linf").c_str(), seams, peer, seams / peer);
+        std::fflush(stdout);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     std::string shared = QARN_SHARED_DIR;
-    std::string only, outDir = "atlas-out", countMode = "all";
+    std::string only, outDir = "atlas-out", countMode = "all", setting = "counts";
     int runs = 3;
     double scale = 1.0;
     for (int i = 1; i < argc; ++i) {
@@ -127,6 +187,7 @@ int main(int argc, char** argv) {
         else if (a == "--scale" && i + 1 < argc) scale = std::atof(argv[++i]);
         else if (a == "--out" && i + 1 < argc) outDir = argv[++i];
         else if (a == "--counts-only" && i + 1 < argc) countMode = argv[++i];
+        else if (a == "--setting" && i + 1 < argc) setting = argv[++i];
     }
     struct stat st {};
     if (stat((shared + "/meshes").c_str(), &st) != 0) {
@@ -139,6 +200,10 @@ int main(int argc, char** argv) {
         RunCommand("sh " + shared + "/tools/build-uveval.sh " + outDir + " >/dev/null 2>&1");
     }
 
+    if (setting == "budget" || setting == "auto") {
+        RunSetting(setting, shared, only, outDir, judge, runs);
+        return 0;
+    }
     std::printf("| mesh | faces | charts asked | charts made | seconds | peak MB | overlap | flipped | in unit square "
                 "| zero-area | utilization | stretch_l2 | stretch_linf | sym_dirichlet | seam_length_ratio |\n");
     std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");

@@ -12,6 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#define STB_IMAGE_IMPLEMENTATION
+#define STB_IMAGE_STATIC
+#include <stb/stb_image.h>
+
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -244,6 +248,40 @@ TEST(Qarnuv, UnwrapWeldsAndOrientsUnlessToldNot) {
     EXPECT_EQ(std::atoi(asWritten["charts"].c_str()), written.GetTriangleCount());
 }
 
+TEST(Qarnuv, UnwrapKeepsWithinAStretchBudget) {
+    REQUIRE_QARNUV();
+    ScratchDir dir;
+    TriMesh sphere = testmesh::Icosphere(3);
+    ASSERT_EQ(ORVO::Parser::ExportTriMesh(dir / "sphere.obj", &sphere), 0);
+    Outcome r = RunProgram({kQarnuv, "unwrap", "sphere.obj", "atlas.obj", "--max-stretch", "1.05", "--json", "--preview",
+                            "atlas.png", "--preview-size", "200"},
+                           dir.Path());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::map<std::string, std::string> json;
+    ASSERT_TRUE(ParseFlatJson(Lines(r.out).at(0), json)) << r.out;
+    EXPECT_LE(std::atof(json["stretch_l2"].c_str()), 1.05);
+    EXPECT_LE(std::atof(json["stretch_linf"].c_str()), 3.0);
+    EXPECT_GE(std::atoi(json["charts"].c_str()), 2);  // a closed surface needs a cut
+
+    // The preview keeps its size and shows the stretch scale, blue to red,
+    // in a strip under the square.
+    int width = 0, height = 0, channels = 0;
+    unsigned char* pixels = stbi_load((dir / "atlas.png").c_str(), &width, &height, &channels, 3);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_EQ(width, 200);
+    EXPECT_EQ(height, 200);
+    bool red = false, blue = false;
+    for (int y = height - 14; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const unsigned char* p = pixels + 3 * (y * width + x);
+            red = red || (p[0] > 200 && p[1] < 60 && p[2] < 60);
+            blue = blue || (p[2] > 200 && p[0] < 60 && p[1] < 60);
+        }
+    stbi_image_free(pixels);
+    EXPECT_TRUE(red);
+    EXPECT_TRUE(blue);
+}
+
 TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {
     REQUIRE_QARNUV();
     ScratchDir dir;
@@ -274,6 +312,8 @@ TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {
     const std::vector<std::pair<std::vector<std::string>, std::string>> usage = {
         {{"unwrap", "sphere.off", "out.obj", "--charts", "3", "--auto"}, "--auto"},
         {{"unwrap", "sphere.off", "out.obj", "--charts", "0"}, "--charts"},
+        {{"unwrap", "sphere.off", "out.obj", "--max-stretch", "0.5"}, "--max-stretch"},
+        {{"unwrap", "sphere.off", "out.obj", "--max-stretch", "1.1", "--charts", "3"}, "--max-stretch"},
         {{"unwrap", "sphere.off"}, "OUT"},
         {{"frobnicate"}, "frobnicate"},
         {{}, "subcommand"}};
@@ -317,8 +357,35 @@ TEST(Qarnuv, UnwrapTakesAndWritesGlb) {
     EXPECT_EQ(figures["in_unit_square"], "true");
     // The picture is inside the file: a PNG signature after the JSON chunk.
     const std::string bytes = testfiles::ReadFile(dir / "scan_atlas.glb");
-    EXPECT_NE(bytes.find("\x89PNG\r\n\x1a\n"), std::string::npos);
+    const size_t png = bytes.find("\x89PNG\r\n\x1a\n");
+    ASSERT_NE(png, std::string::npos);
     EXPECT_NE(bytes.find("baseColorTexture"), std::string::npos);
+    // It is the unit square edge to edge: every face's centre lands on a
+    // painted texel, not on a frame or a legend around the square.
+    int width = 0, height = 0, channels = 0;
+    unsigned char* texture =
+        stbi_load_from_memory(reinterpret_cast<const unsigned char*>(bytes.data() + png),
+                              static_cast<int>(bytes.size() - png), &width, &height, &channels, 3);
+    ASSERT_NE(texture, nullptr);
+    EXPECT_EQ(width, 64);
+    TriMesh atlas;
+    std::vector<double> tex;
+    std::vector<int> ids;
+    ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "scan_atlas.glb", &atlas, &tex, &ids), 0);
+    int blank = 0;
+    for (size_t f = 0; 3 * f < ids.size(); ++f) {
+        double u = 0, v = 0;
+        for (int k = 0; k < 3; ++k) {
+            u += tex[2 * ids[3 * f + k]] / 3;
+            v += tex[2 * ids[3 * f + k] + 1] / 3;
+        }
+        const int x = std::min(width - 1, static_cast<int>(u * width));
+        const int y = std::min(height - 1, static_cast<int>((1.0 - v) * height));
+        const unsigned char* p = texture + 3 * (y * width + x);
+        if (p[0] == 255 && p[1] == 255 && p[2] == 255) ++blank;
+    }
+    stbi_image_free(texture);
+    EXPECT_LT(blank, static_cast<int>(ids.size() / 3 / 50)) << blank << " face centres on blank texels";
 
     r = RunProgram({kQarnuv, "unwrap", "scan.glb", "scan_atlas.obj", "--embed-preview"}, dir.Path());
     EXPECT_EQ(r.exitCode, 1);

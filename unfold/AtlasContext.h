@@ -18,6 +18,13 @@ struct AtlasSettings {
     int threadCount = 0;          // 0: derived from the processor count
     int resolution = 1024;        // packing texture size
     int gapTexels = 1;            // packing gap
+    double maxFaceStretch = 2.5;  // strict mode: largest texture-to-surface stretch of one face
+    // Options form: charts merged by flatness with straightened borders
+    // instead of the plain form's grown regions, to a count or under a
+    // stretch budget (maxStretch > 0), or chosen by the shape (automatic).
+    bool shapedCharts = false;
+    double maxStretch = 0.0;
+    bool automaticCharts = false;
     // Options form only: weld and orient a working copy first; lay pieces of
     // a few faces flat directly and pack many small charts in bundles.
     bool weldVertices = false;
@@ -69,6 +76,9 @@ struct RegionWork {
     AtlasCharts* charts = nullptr;
     FacePlacement* placement = nullptr;
     std::vector<int>* scratch = nullptr;  // per mesh vertex: its id in the chart being built
+    // Layouts the segmentation already judged: (u, v) of the 3 corners of
+    // every face, or empty.
+    const std::vector<double>* cornerUv = nullptr;
     Mutex* mutex = nullptr;               // guards charts, placement, progress and firstError
     double progressDone = 0.0;
     int firstError = 0;

@@ -373,8 +373,16 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     return STATUS_SUCCESS;
 }
 
-// Charts for the options form when the caller leaves the count open: enough
-// that charts stay gently curved on scans, few enough to keep seams short.
+// Under a caller's stretch budget no face may be stretched more than this
+// (automatic charts keep the strict mode's limit). With neither a count nor a
+// budget, the atlas keeps within kAutomaticStretch: a little below what the
+// automatic charts promise, since the packing rounds a little.
+constexpr double kBudgetFaceStretch = 3.0;
+constexpr double kAutomaticStretch = 1.018;
+
+// A nominal count for the options form when the caller leaves the count open.
+// The charts then follow the stretch budget, and this count only bounds the
+// worker threads given to small components.
 int AutomaticChartCount(const ITriMesh* mesh) {
     if (mesh == nullptr) return 1;
     int faces = mesh->GetTriangleCount();
@@ -411,6 +419,15 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.threadCount = options.threadCount;
     settings.resolution = options.resolution;
     settings.gapTexels = options.gapTexels;
+    if (!(options.maxStretch == 0.0 || (options.maxStretch >= 1.0 && std::isfinite(options.maxStretch)))) {
+        _LogFailure("UnfoldMesh::GenerateUVAtlas invalid maxStretch: ", options.maxStretch);
+        return STATUS_INVALID_INPUT;
+    }
+    settings.shapedCharts = true;
+    settings.maxStretch = options.maxStretch;
+    settings.automaticCharts = options.chartCount == 0 && options.maxStretch == 0.0;
+    if (settings.automaticCharts) settings.maxStretch = kAutomaticStretch;
+    if (options.maxStretch > 0.0) settings.maxFaceStretch = kBudgetFaceStretch;
     settings.weldVertices = options.weldVertices;
     settings.orientFaces = options.orientFaces;
     settings.fragmentsInBulk = true;

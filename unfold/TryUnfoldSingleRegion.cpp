@@ -9,6 +9,8 @@
 #include "unfold/AtlasContext.h"
 #include "unfold/AtlasStatistics.h"
 #include "unfold/MeshAdjacency.h"
+#include "unfold/flattening/ChartLayout.h"
+#include "unfold/segmentation/ChartSlits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,256 +19,9 @@
 namespace ORVO {
 namespace {
 
-constexpr int kIsometricIterations = 7;
 constexpr int kDepthLimit = 33;
-// Largest texture-to-surface stretch of a face that strict mode accepts.
-constexpr double kMaxFaceStretch = 2.5;
-// Smallest share of a chart's layout area that one face is given.
-constexpr double kFlatFaceShare = 1e-9;
-
-inline double Cross(const std::vector<double>& uv, int a, int b, int c) {
-    double ux = uv[2 * b] - uv[2 * a], uy = uv[2 * b + 1] - uv[2 * a + 1];
-    double vx = uv[2 * c] - uv[2 * a], vy = uv[2 * c + 1] - uv[2 * a + 1];
-    return ux * vy - uy * vx;
-}
-
-// Scales the layout so that its area equals the chart's 3-D area: every
-// chart then leaves the flattening at the same texel density, whether the
-// isometric step converged or not.
-void MatchSurfaceArea(const TriMesh& chart, std::vector<double>& uv) {
-    double area3d = 0.0, areaUv = 0.0;
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        area3d += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
-                               chart.GetVertexCoordRef(t[2]));
-        areaUv += 0.5 * std::fabs(Cross(uv, t[0], t[1], t[2]));
-    }
-    if (!(area3d > 0.0) || !(areaUv > 0.0)) return;
-    double scale = std::sqrt(area3d / areaUv);
-    if (!std::isfinite(scale)) return;
-    for (double& c : uv) c *= scale;
-}
-
-// Gives every face of the layout a small positive area. A face that is flat
-// on the surface (or squeezed flat by the flattening) would otherwise reach
-// the texture with no area at all; the corner opposite its longest edge is
-// lifted off that edge, unless the move would shrink another face below the
-// same floor.
-void InflateFlatFaces(const TriMesh& chart, std::vector<double>& uv) {
-    const int faces = chart.GetTriangleCount();
-    double total = 0.0;
-    for (int f = 0; f < faces; ++f) {
-        const int* t = chart.GetTriangle(f);
-        total += std::fabs(Cross(uv, t[0], t[1], t[2]));
-    }
-    const double floorArea = kFlatFaceShare * total;
-    if (!(floorArea > 0.0)) return;
-    MeshAdjacency adj;
-    bool built = false;
-    std::vector<double> before;
-    for (int f = 0; f < faces; ++f) {
-        const int* t = chart.GetTriangle(f);
-        if (Cross(uv, t[0], t[1], t[2]) >= floorArea) continue;
-        if (t[0] == t[1] || t[1] == t[2] || t[0] == t[2]) continue;
-        if (!built) {
-            adj.Build(&chart);
-            built = true;
-        }
-        int k = 0;
-        double longest = -1.0;
-        for (int e = 0; e < 3; ++e) {
-            int a = t[e], b = t[(e + 1) % 3];
-            double len = std::hypot(uv[2 * b] - uv[2 * a], uv[2 * b + 1] - uv[2 * a + 1]);
-            if (len > longest) {
-                longest = len;
-                k = e;
-            }
-        }
-        if (!(longest > 0.0)) continue;
-        int a = t[k], b = t[(k + 1) % 3], v = t[(k + 2) % 3];
-        // Unit normal of edge a->b pointing to its left, where v must lie.
-        double nx = -(uv[2 * b + 1] - uv[2 * a + 1]) / longest, ny = (uv[2 * b] - uv[2 * a]) / longest;
-        double height = (uv[2 * v] - uv[2 * a]) * nx + (uv[2 * v + 1] - uv[2 * a + 1]) * ny;
-        double wanted = 2.0 * floorArea / longest;
-        double oldU = uv[2 * v], oldV = uv[2 * v + 1];
-        before.clear();
-        for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v); ++i) {
-            const int* s = chart.GetTriangle(adj.vertexFaces[i]);
-            before.push_back(Cross(uv, s[0], s[1], s[2]));
-        }
-        uv[2 * v] += (wanted - height) * nx;
-        uv[2 * v + 1] += (wanted - height) * ny;
-        // A neighbour may not end below the floor unless it already was, and
-        // then it may not shrink.
-        bool spoiled = false;
-        for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v) && !spoiled; ++i) {
-            int g = adj.vertexFaces[i];
-            if (g == f) continue;
-            const int* s = chart.GetTriangle(g);
-            double now = Cross(uv, s[0], s[1], s[2]);
-            spoiled = now < std::min(floorArea, before[i - adj.FacesBegin(v)]);
-        }
-        if (spoiled) {
-            uv[2 * v] = oldU;
-            uv[2 * v + 1] = oldV;
-        }
-    }
-}
-
-// Conformal map pinned on the first boundary loop, then the isometric
-// optimisation. Returns false when the conformal map failed (no layout).
-// Sets `accept` when the isometric step failed and checks are not wanted.
-bool FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
-                  std::vector<double>& uv, bool& accept) {
-    int status;
-    // Where two holes touch at a vertex a loop passes it twice: the second pin
-    // is moved along the loop until it differs from the first.
-    size_t second = holesFound && !holes.empty() ? holes[0].size() / 2 : 0;
-    while (holesFound && !holes.empty() && second < holes[0].size() && holes[0][second] == holes[0][0]) ++second;
-    if (holesFound && !holes.empty() && holes[0].size() >= 4 && second < holes[0].size()) {
-        const std::vector<int>& loop = holes[0];
-        std::vector<int> pins{loop[0], loop[second]};
-        std::vector<double> pinCoords{-1.0, -1.0, 1.0, 1.0};
-        status = UnfoldMesh::ConformalMap(&chart, &pins, &pinCoords, &uv);
-    } else {
-        status = UnfoldMesh::ConformalMap(&chart, nullptr, nullptr, &uv);
-    }
-    if (status != STATUS_SUCCESS) {
-        uv.clear();
-        return false;
-    }
-    // In strict mode a failed isometric step keeps its last layout, which is
-    // then checked like any other.
-    if (UnfoldMesh::OptimizeIsometric(&chart, &uv, kIsometricIterations, nullptr) != STATUS_SUCCESS && !strict)
-        accept = true;
-    MatchSurfaceArea(chart, uv);
-    InflateFlatFaces(chart, uv);
-    return true;
-}
-
-// Whether some face is squeezed in the layout: its largest texture-to-surface
-// stretch (the larger singular value of the map from the layout back onto
-// the triangle) exceeds the limit. Layouts of sharp scan spikes collapse a
-// few faces this way without flipping them; splitting the chart fixes them.
-bool HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv) {
-    double chartArea = 0.0;
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        chartArea += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
-                                  chart.GetVertexCoordRef(t[2]));
-    }
-    const double degenerate = 1e-10 * chartArea;
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
-        Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
-        Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
-        Vector3 n = e1.CrossProduct(d);
-        double doubled = n.Length();
-        if (0.5 * doubled <= degenerate) continue;  // no shape to keep
-        double len = e1.Length();
-        // The triangle in its own plane: (0,0), (len,0), (x2,y2).
-        double x2 = (d * e1) / len, y2 = doubled / len;
-        double s1 = uv[2 * t[1]] - uv[2 * t[0]], q1 = uv[2 * t[1] + 1] - uv[2 * t[0] + 1];
-        double s2 = uv[2 * t[2]] - uv[2 * t[0]], q2 = uv[2 * t[2] + 1] - uv[2 * t[0] + 1];
-        double det = s1 * q2 - s2 * q1;
-        if (!(det > 0.0)) return true;
-        // J maps layout edges onto surface edges: J [s1 s2; q1 q2] = [len x2; 0 y2].
-        double j00 = (len * q2 - x2 * q1) / det, j01 = (x2 * s1 - len * s2) / det;
-        double j10 = (-y2 * q1) / det, j11 = (y2 * s1) / det;
-        double a = j00 * j00 + j10 * j10, b = j00 * j01 + j10 * j11, c = j01 * j01 + j11 * j11;
-        double largest2 = 0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b));
-        if (largest2 > kMaxFaceStretch * kMaxFaceStretch) return true;
-    }
-    return false;
-}
-
-bool HasFlippedTriangle(const TriMesh& chart, const std::vector<double>& uv) {
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        if (Cross(uv, t[0], t[1], t[2]) < 0.0) return true;
-    }
-    return false;
-}
-
-// Whether any boundary loop crosses itself in the plane. Neighbouring edges
-// (and the first with the last) share an end and are not compared.
-bool BoundaryCrossesItself(const std::vector<std::vector<int>>& holes, const std::vector<double>& uv) {
-    for (const std::vector<int>& loop : holes) {
-        const size_t n = loop.size();
-        if (n < 4) continue;
-        std::vector<double> px(n), py(n), dx(n), dy(n);
-        for (size_t i = 0; i < n; ++i) {
-            int a = loop[i], b = loop[(i + 1) % n];
-            px[i] = uv[2 * a];
-            py[i] = uv[2 * a + 1];
-            dx[i] = uv[2 * a] - uv[2 * b];
-            dy[i] = uv[2 * a + 1] - uv[2 * b + 1];
-        }
-        for (size_t i = 0; i < n; ++i) {
-            for (size_t j = i + 2; j < n; ++j) {
-                if (i == 0 && j == n - 1) continue;
-                double denom = dx[i] * dy[j] - dy[i] * dx[j];
-                if (std::fabs(denom) < 1e-15) continue;
-                // p_i - s d_i = p_j - t d_j, solved for s and t.
-                double rx = px[i] - px[j], ry = py[i] - py[j];
-                double s = (rx * dy[j] - ry * dx[j]) / denom;
-                double t = (rx * dy[i] - ry * dx[i]) / denom;
-                if (s >= 0.0 && s <= 1.0 && t >= 0.0 && t <= 1.0) {
-                    _LogDetail("    overlap triangle detected...");
-                    return true;
-                }
-            }
-        }
-    }
-    return false;
-}
-
-// Whether a layout that has passed the flip and boundary tests is sure to be free of
-// overlaps without testing pairs of triangles: with every triangle turning
-// counter-clockwise, the number of triangles over a point is the winding number of the
-// boundary around it, at most 1 for a single simple loop. The triangles must also turn
-// once around every vertex (2 pi inside, less on the boundary), which the boundary test
-// alone, blind to touching and parallel edges, does not show. False means "not shown",
-// and the pair test decides.
-bool WindsOnce(const TriMesh& chart, const std::vector<double>& uv, const std::vector<std::vector<int>>& holes) {
-    if (holes.size() != 1) return false;
-    const int vertexCount = chart.GetVertexCount();
-    std::vector<char> role(vertexCount, 0);  // 1: inside, 2: on the boundary
-    for (int v : holes[0]) {
-        if (v < 0 || v >= vertexCount || role[v]) return false;  // a loop through a vertex twice
-        role[v] = 2;
-    }
-    std::vector<double> turn(vertexCount, 0.0);
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        for (int k = 0; k < 3; ++k) {
-            const int a = t[k], b = t[(k + 1) % 3], c = t[(k + 2) % 3];
-            const double ux = uv[2 * b] - uv[2 * a], uy = uv[2 * b + 1] - uv[2 * a + 1];
-            const double vx = uv[2 * c] - uv[2 * a], vy = uv[2 * c + 1] - uv[2 * a + 1];
-            const double cross = ux * vy - uy * vx;
-            if (!(cross > 0.0)) return false;
-            turn[a] += std::atan2(cross, ux * vx + uy * vy);
-            if (!role[a]) role[a] = 1;
-        }
-    }
-    const double full = 2.0 * ORVO_PI;
-    for (int v = 0; v < vertexCount; ++v) {
-        // Inside, the sum is a whole number of turns; on the boundary it must stay
-        // clearly below one.
-        if (role[v] == 1 && std::fabs(turn[v] - full) > 0.5 * full) return false;
-        if (role[v] == 2 && turn[v] > full - 1e-9) return false;
-    }
-    return true;
-}
-
-bool OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vector<int>* overlapFaces) {
-    std::vector<Vector2> points(chart.GetVertexCount());
-    for (size_t i = 0; i < points.size(); ++i) points[i] = Vector2(uv[2 * i], uv[2 * i + 1]);
-    std::vector<int> triangles(3 * static_cast<size_t>(chart.GetTriangleCount()));
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) chart.GetTriangleVertexIds(f, &triangles[3 * f]);
-    return IsTriMesh2DOverlapped(points, triangles, false, overlapFaces, nullptr);
-}
+// Slits tried on a chart that folds or squeezes a face before it is split.
+constexpr int kSlitAttempts = 1;
 
 // Faces around vertex v in the order of the fan, walking across the edges
 // incident to v; a fan cut by the boundary starts at one of its ends.
@@ -443,6 +198,98 @@ void LabelGroups(const TriMesh& chart, const std::vector<int>& labels, std::vect
     }
 }
 
+bool CheckLayout(const TriMesh& chart, const AtlasSettings& settings, const std::vector<std::vector<int>>& holes,
+                 const std::vector<double>& uv) {
+    if (_HasFlippedTriangle(chart, uv) || _BoundaryCrossesItself(holes, uv)) return false;
+    return !settings.strict || (!_HasSqueezedTriangle(chart, uv, settings.maxFaceStretch) &&
+                                (_WindsOnce(chart, uv, holes) || !_OverlapTest(chart, uv, nullptr)));
+}
+
+// The checks of a layout made elsewhere.
+bool Check(const TriMesh& chart, const AtlasSettings& settings, const std::vector<double>& uv) {
+    std::vector<std::vector<int>> holes;
+    if (FillMeshHole::FindHoles(&chart, &holes) != STATUS_SUCCESS) return false;
+    return CheckLayout(chart, settings, holes, uv);
+}
+
+// The edge-connected groups of each label, as the caller's face ids, to be
+// flattened at the next depth.
+void ReturnGroups(const TriMesh& chart, const std::vector<int>& labels, const std::vector<int>& region,
+                  std::vector<std::vector<int>>& subRegions) {
+    std::vector<std::vector<int>> groups;
+    LabelGroups(chart, labels, groups);
+    _LogDetail("needSplit=", groups.size());
+    for (std::vector<int>& group : groups) {
+        for (int& f : group) f = region[f];
+        subRegions.push_back(std::move(group));
+    }
+}
+
+// Flattens the chart and runs the checks its settings ask for; `accept` is
+// set when the layout may be used. Returns false when there is no layout.
+bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv, bool& accept) {
+    std::vector<std::vector<int>> holes;
+    bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    bool flattened = _FlattenChart(chart, holes, holesFound, settings.strict, uv, accept);
+    if (flattened && !accept) accept = CheckLayout(chart, settings, holes, uv);
+    return flattened;
+}
+
+// The chart's layout from the per-corner layout the segmentation handed on,
+// when it covers every face of the region (chart triangle i is region face i).
+bool GivenLayout(const TriMesh& chart, const std::vector<int>& region, const std::vector<double>& cornerUv,
+                 std::vector<double>& uv) {
+    if (cornerUv.empty()) return false;
+    uv.assign(2 * static_cast<size_t>(chart.GetVertexCount()), 0.0);
+    std::vector<char> set(chart.GetVertexCount(), 0);
+    for (size_t i = 0; i < region.size(); ++i) {
+        const int* t = chart.GetTriangle(static_cast<int>(i));
+        const double* corner = &cornerUv[6 * static_cast<size_t>(region[i])];
+        for (int k = 0; k < 3; ++k) {
+            const double u = corner[2 * k], v = corner[2 * k + 1];
+            if (!set[t[k]]) {
+                uv[2 * t[k]] = u;
+                uv[2 * t[k] + 1] = v;
+                set[t[k]] = 1;
+            } else if (uv[2 * t[k]] != u || uv[2 * t[k] + 1] != v) {
+                uv.clear();  // not the chart it was made for
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Cuts slits from the worst inner vertex to the boundary, one at a time, until
+// the layout passes the checks. Returns the slit chart (with `uv` its layout),
+// or null with `uv` untouched when a few slits do not do it.
+std::unique_ptr<TriMesh> SlitUntilFlat(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv) {
+    const TriMesh* current = &chart;
+    const std::vector<double>* layout = &uv;
+    std::unique_ptr<TriMesh> slit;
+    std::vector<double> slitUv;
+    for (int attempt = 0; attempt < kSlitAttempts; ++attempt) {
+        const int apex = _WorstInnerVertex(*current, *layout, settings.maxFaceStretch, true);
+        if (apex < 0) break;
+        const std::vector<int> path = _SlitPath(*current, apex);
+        if (path.size() < 2) break;
+        auto next = std::make_unique<TriMesh>();
+        _SlitChart(*current, {path}, *next);
+        std::vector<double> nextUv;
+        bool accept = false;
+        if (!FlattenAndCheck(*next, settings, nextUv, accept)) break;
+        slit = std::move(next);
+        slitUv.swap(nextUv);
+        current = slit.get();
+        layout = &slitUv;
+        if (accept) {
+            uv.swap(slitUv);
+            return slit;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int depth,
@@ -476,18 +323,47 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
     // Odd depths are checked; even depths above 1 are accepted as they come,
     // which bounds the splitting. Strict mode checks every depth.
     bool accept = settings.acceptDirectly || (!settings.strict && depth > 1 && depth % 2 == 0);
-    std::vector<std::vector<int>> holes;
-    bool holesFound = FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS;
     std::vector<double> uv;
-    bool flattened = FlattenChart(*chart, holes, holesFound, settings.strict, uv, accept);
-    if (flattened && !accept) {
-        accept = !HasFlippedTriangle(*chart, uv) && !BoundaryCrossesItself(holes, uv);
-        if (accept && settings.strict)
-            accept = !HasSqueezedTriangle(*chart, uv) && (WindsOnce(*chart, uv, holes) || !OverlapTest(*chart, uv, nullptr));
+    bool flattened = false;
+    // The segmentation may have flattened this very chart already; then it
+    // only needs the checks.
+    bool given = depth == 0 && !accept && GivenLayout(*chart, region, *work.cornerUv, uv);
+    if (given) {
+        flattened = true;
+        accept = Check(*chart, settings, uv);
+    }
+    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, uv, accept);
+    if (flattened && !accept && settings.shapedCharts && settings.strict) {
+        // A conformal start that folds is often set right by one that cannot.
+        std::vector<std::vector<int>> holes;
+        std::vector<double> circle;
+        if (FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS &&
+            _FlattenChartFromCircle(*chart, holes, circle) && CheckLayout(*chart, settings, holes, circle)) {
+            uv.swap(circle);
+            accept = true;
+        }
+    }
+    if (flattened && !accept && settings.shapedCharts && settings.strict && depth < kDepthLimit) {
+        std::unique_ptr<TriMesh> slit = SlitUntilFlat(*chart, settings, uv);
+        if (slit) {
+            chart = std::move(slit);
+            accept = true;
+        }
     }
 
     if (chart->GetTriangleCount() > 1 && depth < kDepthLimit && !accept) {
-        if (!uv.empty()) OverlapTest(*chart, uv, nullptr);
+        // A chart spoilt by a few squeezed or folded faces is cut in two
+        // through their worst inner vertex, which leaves it on the border of
+        // both parts, where the surface around it can open up.
+        std::vector<int> labels;
+        const int apex = settings.shapedCharts && !uv.empty()
+                             ? _WorstInnerVertex(*chart, uv, settings.maxFaceStretch, false)
+                             : -1;
+        if (apex >= 0 && _SplitThroughVertex(*chart, apex, labels)) {
+            ReturnGroups(*chart, labels, region, subRegions);
+            return STATUS_SUCCESS;
+        }
+        if (!uv.empty()) _OverlapTest(*chart, uv, nullptr);
         double start = Profiler::GetTime();
         std::unique_ptr<HalfMesh> half(CreateHalfMeshFromITriMesh(chart.get()));
         _AddSeconds(_AtlasStatistics().halfMeshSeconds, Profiler::GetTime() - start);
@@ -495,16 +371,9 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
             _LogFailure("TryUnfoldSingleRegion: halfMesh create failed");
             return STATUS_FAILED;
         }
-        std::vector<int> labels;
         int labelCount = 0;
         LabelHalves(*chart, *half, labels, labelCount);
-        std::vector<std::vector<int>> groups;
-        LabelGroups(*chart, labels, groups);
-        _LogDetail("needSplit=", groups.size());
-        for (std::vector<int>& group : groups) {
-            for (int& f : group) f = region[f];
-            subRegions.push_back(std::move(group));
-        }
+        ReturnGroups(*chart, labels, region, subRegions);
         return STATUS_SUCCESS;
     }
 

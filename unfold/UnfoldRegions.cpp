@@ -8,6 +8,7 @@
 #include "foundation/LogLine.h"
 #include "unfold/AtlasContext.h"
 #include "unfold/MeshAdjacency.h"
+#include "unfold/segmentation/ChartSegmentation.h"
 
 #include <algorithm>
 #include <cmath>
@@ -93,7 +94,7 @@ std::vector<std::vector<int>> FindRegions(const MeshAdjacency& adj) {
 }
 
 int UnfoldSingleConnectedRegions(TriMesh* mesh, int chartBudget, int componentId, const AtlasSettings& settings,
-                                 AtlasCharts& charts, FacePlacement& placement) {
+                                 const std::vector<double>& cornerUv, AtlasCharts& charts, FacePlacement& placement) {
     ApiProgress& progress = ApiProgress::Get();
     progress.SetProgress(0.0);
     auto adj = std::make_unique<MeshAdjacency>();
@@ -127,6 +128,7 @@ int UnfoldSingleConnectedRegions(TriMesh* mesh, int chartBudget, int componentId
     work.charts = &charts;
     work.placement = &placement;
     work.scratch = &scratch;
+    work.cornerUv = &cornerUv;
     work.mutex = &mutex;
 
     progress.Suspend();
@@ -181,8 +183,20 @@ int _UnfoldMesh2Regions(TriMesh* mesh, int chartBudget, int componentId, bool ne
     progress.SetProgress(0.1);
 
     std::vector<std::vector<int>> splitLines;
+    std::vector<double> cornerUv;
     progress.EnterStage(0.2);
-    int status = UnfoldMesh::GenerateAtlasSplitLines(mesh, chartBudget, splitLines);
+    int status;
+    if (settings.shapedCharts) {
+        ChartSegmentation request;
+        request.chartCount = chartBudget;
+        request.maxStretch = settings.maxStretch;
+        request.maxFaceStretch = settings.maxFaceStretch;
+        request.automatic = settings.automaticCharts;
+        request.threadCount = settings.threadCount;
+        status = _GenerateChartSplitLines(mesh, request, splitLines, &cornerUv);
+    } else {
+        status = UnfoldMesh::GenerateAtlasSplitLines(mesh, chartBudget, splitLines);
+    }
     progress.LeaveStage();
     if (settings.Cancelled()) return STATUS_FAILED;
     if (status != STATUS_SUCCESS) {
@@ -197,7 +211,7 @@ int _UnfoldMesh2Regions(TriMesh* mesh, int chartBudget, int componentId, bool ne
     if (settings.Cancelled()) return STATUS_FAILED;
 
     progress.EnterStage(1.0);
-    status = UnfoldSingleConnectedRegions(mesh, chartBudget, componentId, settings, charts, placement);
+    status = UnfoldSingleConnectedRegions(mesh, chartBudget, componentId, settings, cornerUv, charts, placement);
     progress.LeaveStage();
     return status;
 }

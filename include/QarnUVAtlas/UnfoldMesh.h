@@ -12,11 +12,13 @@
 namespace ORVO {
 
 // Settings of the options form of GenerateUVAtlas. The defaults reproduce the
-// plain form, except `strict` and the input repair (`weldVertices`,
-// `orientFaces`), which a real user wants on.
+// plain form's pipeline, except `strict` and the input repair (`weldVertices`,
+// `orientFaces`), which a real user wants on, and the charts, which the
+// options form shapes itself (borders along creases and on short paths; see
+// chartCount and maxStretch).
 struct ORVO_API UVAtlasOptions {
     // Charts wanted for the whole mesh (shared among components by vertex
-    // count); 0 lets the library choose from the mesh.
+    // count); 0 lets the library choose from the mesh (see maxStretch).
     int chartCount = 0;
     // Texture size in texels and the gap kept between charts, in texels.
     int resolution = 1024;
@@ -47,6 +49,14 @@ struct ORVO_API UVAtlasOptions {
     // like its geometry. Pieces of a few faces are laid flat directly.
     bool weldVertices = true;
     bool orientFaces = true;
+    // Stretch budget: the area-weighted L2 texture stretch the whole atlas may
+    // reach (1 = none; the scale `qarnuv stats` reports). Charts then grow and
+    // merge for as long as the atlas stays within it and no face is stretched
+    // more than 3 times, so the budget, not chartCount, decides the charts.
+    // 0: no budget. With chartCount 0 as well, the shape decides: charts do
+    // not cross creases, keep their normals within a cone and together stay
+    // within a stretch of 1.02. Values between 0 and 1 are invalid.
+    double maxStretch = 0.0;
 };
 
 // What an options-form call produced.
@@ -76,8 +86,10 @@ public:
                                bool acceptDirectlyB, const std::vector<std::vector<int>>* initSplitLines);
 
     // Options form: the same pipeline with the texture resolution and gap,
-    // strict mode and thread count of `options`; fills `report` when not null.
-    // Returns as the plain form.
+    // strict mode, thread count, chart count or stretch budget of `options`;
+    // fills `report` when not null. Returns as the plain form (-2 also for a
+    // negative chart count, resolution below 1, negative gap, or maxStretch
+    // that is not 0 and not a finite value of at least 1).
     static int GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
                                std::vector<double>* texCoords, std::vector<int>* faceTexIds,
                                UVAtlasReport* report = nullptr);

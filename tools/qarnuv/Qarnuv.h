@@ -42,10 +42,14 @@ AtlasQuality MeasureAtlas(const ORVO::TriMesh& mesh, const std::vector<double>& 
                           const std::vector<int>& faceTexIds, bool withOverlaps, std::vector<double>* faceStretch);
 
 // Writes a size x size PNG of the unit square: faces filled with their
-// stretch colour, chart outlines, the square's border. False with `error` set
-// when the file cannot be written.
+// stretch colour, chart outlines as wide as a texel of a texels x texels
+// texture, the square's border and, below it, a legend of the stretch colours.
+// asTexture: the image is the unit square itself, edge to edge, without
+// border or legend, so that it can serve as the mesh's texture.
+// False with `error` set when the file cannot be written.
 bool WritePreview(const std::string& path, const std::vector<double>& texCoords, const std::vector<int>& faceTexIds,
-                  const std::vector<double>& faceStretch, int size, std::string& error);
+                  const std::vector<double>& faceStretch, int size, int texels, std::string& error,
+                  bool asTexture = false);
 
 // The colour ramp position of a face's stretch: 1 (blue) for none, falling
 // to 0.2 (red) at a factor of 1.5 or more (or 1/1.5 or less); -1 (black) for
@@ -69,7 +73,8 @@ private:
 };
 
 struct UnwrapSettings {
-    int charts = 0;  // 0: chosen from the mesh
+    int charts = 0;           // 0: chosen from the mesh
+    double maxStretch = 0.0;  // stretch budget; 0: none
     int resolution = 1024;
     int gap = 1;
     int threads = 0;

@@ -75,6 +75,7 @@ std::string JsonString(const std::string& text) {
 bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, UnwrapOutcome& outcome, std::string& error) {
     ORVO::UVAtlasOptions options;
     options.chartCount = settings.charts;
+    options.maxStretch = settings.maxStretch;
     options.resolution = settings.resolution;
     options.gapTexels = settings.gap;
     options.threadCount = settings.threads;
@@ -101,7 +102,7 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
     if (!settings.previewPath.empty() &&
         !WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
-                      error))
+                      settings.resolution, error))
         return false;
     return true;
 }
@@ -138,22 +139,24 @@ bool KeepsTexCoords(const std::string& path) {
 
 bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
                 UnwrapOutcome& outcome, std::string& error) {
-    // An embedded picture needs a file: the preview's own, or a temporary one.
+    // The embedded picture is drawn for the purpose: the unit square edge to
+    // edge, so that it lies on the surface where the coordinates say (the
+    // preview file has a frame and a legend around the square).
     std::string temporary;
-    if (embedPreview && settings.previewPath.empty()) {
+    if (embedPreview) {
         static std::atomic<int> serial{0};  // batch jobs draw pictures at the same time
         temporary = (std::filesystem::temp_directory_path() /
-                     ("qarnuv-preview-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + ".png"))
+                     ("qarnuv-texture-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + ".png"))
                         .string();
         std::vector<double> faceStretch;
         MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
-        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize, error))
+        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
+                          settings.resolution, error, true))
             return false;
-        settings.previewPath = temporary;
     }
     const int status =
         embedPreview ? ORVO::Parser::ExportTexturedTriMesh(path, &mesh, &outcome.texCoords, &outcome.faceTexIds,
-                                                           settings.previewPath)
+                                                           temporary)
                      : ORVO::Parser::ExportTriMesh(path, &mesh, &outcome.texCoords, &outcome.faceTexIds);
     if (!temporary.empty()) std::remove(temporary.c_str());
     if (status != ORVO::STATUS_SUCCESS) {

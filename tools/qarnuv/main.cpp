@@ -1,5 +1,5 @@
 // qarnuv: the command-line face of the library.
-//   qarnuv unwrap IN OUT [--charts N | --auto] [--resolution R] [--gap T]
+//   qarnuv unwrap IN OUT [--charts N | --max-stretch S | --auto] [--resolution R] [--gap T]
 //                        [--threads N] [--preview atlas.png] [--json]
 //                        [--no-weld] [--no-orient]
 //   qarnuv stats ATLAS [--json]
@@ -28,8 +28,15 @@ int main(int argc, char** argv) {
     unwrapApp->add_option("OUT", unwrap.output, "output mesh with texture coordinates (.obj .ply .gltf .glb)")->required();
     CLI::Option* charts = unwrapApp->add_option("--charts", unwrap.settings.charts, "number of charts wanted")
                               ->check(CLI::Range(1, 1000000));
-    CLI::Option* automatic = unwrapApp->add_flag("--auto", "choose the chart count from the mesh (the default)");
+    CLI::Option* automatic = unwrapApp->add_flag("--auto", "let the shape choose the charts (the default)");
     charts->excludes(automatic);
+    CLI::Option* budget =
+        unwrapApp
+            ->add_option("--max-stretch", unwrap.settings.maxStretch,
+                         "stretch budget: charts grow while the atlas's L2 stretch stays within S (at least 1)")
+            ->check(CLI::Range(1.0, 1000.0));
+    budget->excludes(charts);
+    budget->excludes(automatic);
     unwrapApp->add_option("--resolution", unwrap.settings.resolution, "texture size in texels (default 1024)")
         ->check(CLI::Range(16, 65536));
     unwrapApp->add_option("--gap", unwrap.settings.gap, "texels kept free between charts (default 1)")

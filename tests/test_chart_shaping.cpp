@@ -1,0 +1,487 @@
+// Chart shaping in the options form: merging faces into charts, straightened
+// borders, slits, the stretch budget and the charts the shape chooses.
+
+#include <QarnUVAtlas/FillMeshHole.h>
+#include <QarnUVAtlas/UnfoldMesh.h>
+
+#include "AtlasCheck.h"
+#include "ShapeMeshes.h"
+#include "TestMeshes.h"
+#include "unfold/MeshAdjacency.h"
+#include "unfold/flattening/ChartLayout.h"
+#include "unfold/segmentation/BorderStraightening.h"
+#include "unfold/segmentation/ChartClustering.h"
+#include "unfold/segmentation/ChartSlits.h"
+#include "unfold/segmentation/RegionTopology.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+
+namespace {
+
+using ORVO::MeshAdjacency;
+using ORVO::TriMesh;
+using ORVO::UnfoldMesh;
+using ORVO::UVAtlasOptions;
+using ORVO::Vector3;
+
+// A mesh with its adjacency, face geometry and vertex positions, as the
+// segmentation stages take them.
+struct Prepared {
+    MeshAdjacency adj;
+    ORVO::FaceGeometry geo;
+    std::vector<Vector3> coords;
+    explicit Prepared(const TriMesh& mesh) {
+        adj.Build(&mesh);
+        geo = ORVO::_ComputeFaceGeometry(&mesh, adj);
+        for (int v = 0; v < mesh.GetVertexCount(); ++v) coords.push_back(mesh.GetVertexCoord(v));
+    }
+};
+
+// Regions (labels 0 .. count-1) that are not an edge-connected topological disc.
+int NonDiscRegions(const MeshAdjacency& adj, const std::vector<int>& labels, int count) {
+    std::vector<std::vector<int>> faces(count);
+    for (int f = 0; f < adj.faceCount; ++f) faces[labels[f]].push_back(f);
+    std::vector<int> local(adj.faceCount, -1);
+    std::vector<char> seen(adj.faceCount, 0);
+    int bad = 0;
+    for (int r = 0; r < count; ++r) {
+        std::vector<std::vector<int>> parts;
+        ORVO::_ConnectedParts(adj, labels, r, faces[r], seen, parts);
+        if (parts.size() != 1 || ORVO::_EulerCharacteristic(adj, labels, r, faces[r], local) != 1) ++bad;
+    }
+    return bad;
+}
+
+// Total 3-D length of the edges between differently labelled faces.
+double BorderLength(const Prepared& p, const std::vector<int>& labels) {
+    double length = 0.0;
+    for (int f = 0; f < p.adj.faceCount; ++f)
+        for (int k = 0; k < 3; ++k) {
+            const int g = p.adj.faceNeighbours[3 * f + k];
+            if (g > f && labels[g] != labels[f])
+                length += (p.coords[p.adj.triangles[3 * f + (k + 1) % 3]] - p.coords[p.adj.triangles[3 * f + k]]).Length();
+        }
+    return length;
+}
+
+// Texture stretch of an atlas as Sander et al. define it (texture to surface),
+// L2 over the surface and the largest per face, scaled by
+// sqrt(texture area / surface area) so that an isometry up to scale gives 1.
+struct Stretch {
+    double l2 = 0.0, linf = 0.0;
+};
+Stretch MeasureStretch(const TriMesh& mesh, const std::vector<double>& tex, const std::vector<int>& ids) {
+    double sum = 0.0, area3 = 0.0, areaUv = 0.0, worst = 0.0;
+    for (int f = 0; f < mesh.GetTriangleCount(); ++f) {
+        int t[3];
+        mesh.GetTriangleVertexIds(f, t);
+        const Vector3 p0 = mesh.GetVertexCoord(t[0]);
+        const Vector3 q1 = mesh.GetVertexCoord(t[1]) - p0, q2 = mesh.GetVertexCoord(t[2]) - p0;
+        const double* s0 = &tex[2 * ids[3 * f]];
+        const double* s1 = &tex[2 * ids[3 * f + 1]];
+        const double* s2 = &tex[2 * ids[3 * f + 2]];
+        const double a = 0.5 * ((s1[0] - s0[0]) * (s2[1] - s0[1]) - (s2[0] - s0[0]) * (s1[1] - s0[1]));
+        const double face = 0.5 * q1.CrossProduct(q2).Length();
+        area3 += face;
+        areaUv += std::fabs(a);
+        if (!(std::fabs(a) > 0.0)) continue;
+        // Partial derivatives of the surface point along u and v.
+        const Vector3 ds = (q1 * (s2[1] - s0[1]) - q2 * (s1[1] - s0[1])) / (2.0 * a);
+        const Vector3 dt = (q2 * (s1[0] - s0[0]) - q1 * (s2[0] - s0[0])) / (2.0 * a);
+        const double e = ds * ds, g = dt * dt, fg = ds * dt;
+        sum += face * 0.5 * (e + g);
+        worst = std::max(worst, std::sqrt(0.5 * ((e + g) + std::sqrt((e - g) * (e - g) + 4.0 * fg * fg))));
+    }
+    const double scale = std::sqrt(areaUv / area3);
+    return {std::sqrt(sum / area3) * scale, worst * scale};
+}
+
+// Mesh edges (by position) whose two faces do not share texture coordinates
+// at both ends, with their share of the total edge length.
+struct Seams {
+    double ratio = 0.0;
+    std::vector<std::pair<Vector3, Vector3>> edges;
+};
+Seams FindSeams(const TriMesh& mesh, const std::vector<double>& tex, const std::vector<int>& ids) {
+    using Key = std::pair<int, int>;
+    std::map<Key, std::vector<std::pair<int, int>>> uses;  // vertex pair -> (face, corner)
+    for (int f = 0; f < mesh.GetTriangleCount(); ++f) {
+        int t[3];
+        mesh.GetTriangleVertexIds(f, t);
+        for (int k = 0; k < 3; ++k) uses[{std::min(t[k], t[(k + 1) % 3]), std::max(t[k], t[(k + 1) % 3])}].push_back({f, k});
+    }
+    auto uvOf = [&](int f, int vertex) {
+        int t[3];
+        mesh.GetTriangleVertexIds(f, t);
+        for (int k = 0; k < 3; ++k)
+            if (t[k] == vertex) return std::make_pair(tex[2 * ids[3 * f + k]], tex[2 * ids[3 * f + k] + 1]);
+        return std::make_pair(0.0, 0.0);
+    };
+    Seams seams;
+    double total = 0.0, cut = 0.0;
+    for (const auto& [edge, faces] : uses) {
+        const Vector3 a = mesh.GetVertexCoord(edge.first), b = mesh.GetVertexCoord(edge.second);
+        const double length = (b - a).Length();
+        total += length;
+        if (faces.size() != 2) continue;
+        const int f = faces[0].first, g = faces[1].first;
+        if (uvOf(f, edge.first) != uvOf(g, edge.first) || uvOf(f, edge.second) != uvOf(g, edge.second)) {
+            cut += length;
+            seams.edges.push_back({a, b});
+        }
+    }
+    seams.ratio = total > 0.0 ? cut / total : 0.0;
+    return seams;
+}
+
+struct Atlas {
+    int status = 0;
+    int charts = 0;
+    std::vector<double> tex;
+    std::vector<int> ids;
+    atlascheck::Quality quality;
+    Stretch stretch;
+};
+
+Atlas Unwrap(const TriMesh& mesh, int chartCount, double maxStretch, int threads = 0) {
+    UVAtlasOptions options;
+    options.chartCount = chartCount;
+    options.maxStretch = maxStretch;
+    options.threadCount = threads;
+    ORVO::UVAtlasReport report;
+    Atlas atlas;
+    atlas.status = UnfoldMesh::GenerateUVAtlas(&mesh, options, &atlas.tex, &atlas.ids, &report);
+    if (atlas.status != 0) return atlas;
+    atlas.charts = report.chartCount;
+    atlas.quality = atlascheck::Judge(mesh, atlas.tex, atlas.ids);
+    atlas.stretch = MeasureStretch(mesh, atlas.tex, atlas.ids);
+    return atlas;
+}
+
+void ExpectValid(const Atlas& atlas) {
+    ASSERT_EQ(atlas.status, 0);
+    EXPECT_EQ(atlas.quality.overlapping, 0);
+    EXPECT_EQ(atlas.quality.flipped, 0);
+    EXPECT_EQ(atlas.quality.zeroArea, 0);
+    EXPECT_TRUE(atlas.quality.inUnitSquare);
+}
+
+// ---------------------------------------------------------------- merging
+
+TEST(ChartClustering, ReachesTheCountAndEveryChartIsADisc) {
+    const std::pair<std::string, TriMesh> shapes[] = {
+        {"sphere", testmesh::Icosphere(3)},
+        {"torus", testmesh::Torus(40, 20)},
+        {"grid with holes", testmesh::Grid(30, 30, [](double x, double y) { return 0.1 * std::sin(5 * x + 3 * y); },
+                                           [](int i, int j) { return !(i > 10 && i < 15 && j > 10 && j < 15); })}};
+    for (const auto& [name, mesh] : shapes) {
+        SCOPED_TRACE(name);
+        Prepared p(mesh);
+        ORVO::ClusteringLimits limits;
+        limits.targetCount = 12;
+        std::vector<int> labels;
+        const int count = ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels);
+        EXPECT_EQ(count, 12);
+        ASSERT_EQ(labels.size(), static_cast<size_t>(mesh.GetTriangleCount()));
+        for (int l : labels) ASSERT_TRUE(l >= 0 && l < count);
+        EXPECT_EQ(NonDiscRegions(p.adj, labels, count), 0);
+    }
+}
+
+TEST(ChartClustering, FlatStretchesGetLargerChartsThanCurvedOnes) {
+    // Flat on the left half, rippled on the right.
+    const TriMesh mesh = testmesh::Grid(60, 30, [](double x, double y) {
+        return x < 0.5 ? 0.0 : 0.03 * std::sin(40.0 * x) * std::sin(40.0 * y);
+    });
+    Prepared p(mesh);
+    ORVO::ClusteringLimits limits;
+    limits.targetCount = 30;
+    std::vector<int> labels;
+    const int count = ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels);
+    std::vector<double> x(count, 0.0), faces(count, 0.0);
+    for (int f = 0; f < p.adj.faceCount; ++f) {
+        x[labels[f]] += p.geo.centroid[f].x;
+        faces[labels[f]] += 1.0;
+    }
+    double flat = 0.0, curved = 0.0;
+    int flatCharts = 0, curvedCharts = 0;
+    for (int c = 0; c < count; ++c) {
+        if (x[c] / faces[c] < 0.5) {
+            flat += faces[c];
+            ++flatCharts;
+        } else {
+            curved += faces[c];
+            ++curvedCharts;
+        }
+    }
+    ASSERT_GT(flatCharts, 0);
+    ASSERT_GT(curvedCharts, 0);
+    EXPECT_GT(flat / flatCharts, 3.0 * curved / curvedCharts);
+}
+
+TEST(ChartClustering, CreasesAndTheNormalConeStopTheGrowth) {
+    const TriMesh cube = shapemesh::SubdividedCube(6);
+    Prepared p(cube);
+    ORVO::ClusteringLimits limits;
+    limits.creaseCosine = 0.5;
+    std::vector<int> labels;
+    EXPECT_EQ(ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels), 6);
+    // Each chart is one side of the cube: one normal.
+    for (int f = 0; f < p.adj.faceCount; ++f) {
+        for (int g = 0; g < p.adj.faceCount; ++g) {
+            if (labels[f] == labels[g]) {
+                ASSERT_GT(p.geo.normal[f] * p.geo.normal[g], 0.999);
+            }
+        }
+    }
+
+    // Without the crease barrier, a cone of about 60 degrees still keeps the
+    // sides of a cube apart, and a sphere in more than two pieces.
+    ORVO::ClusteringLimits cone;
+    cone.maxSpread = 0.25;
+    EXPECT_EQ(ORVO::_ClusterFaces(p.adj, p.geo, p.coords, cone, labels), 6);
+    const TriMesh sphere = testmesh::Icosphere(3);
+    Prepared s(sphere);
+    const int pieces = ORVO::_ClusterFaces(s.adj, s.geo, s.coords, cone, labels);
+    EXPECT_GE(pieces, 3);
+    EXPECT_LE(pieces, 20);
+    EXPECT_EQ(NonDiscRegions(s.adj, labels, pieces), 0);
+}
+
+// ---------------------------------------------------------------- borders
+
+TEST(BorderStraightening, AZigzagBorderBecomesAStraightOne) {
+    // A flat unit square in two charts whose border zigzags two cells either
+    // side of x = 1/2; it can run straight along x = 1/2.
+    const int n = 40;
+    const TriMesh mesh = testmesh::Grid(n, n);
+    Prepared p(mesh);
+    std::vector<int> labels(p.adj.faceCount);
+    for (int f = 0; f < p.adj.faceCount; ++f) {
+        const int row = static_cast<int>(p.geo.centroid[f].y * n), column = static_cast<int>(p.geo.centroid[f].x * n);
+        const int offset = row == 0 || row == n - 1 ? 0 : ((row / 4) % 2 == 0 ? 2 : -2);
+        labels[f] = column < n / 2 + offset ? 0 : 1;
+    }
+    const double before = BorderLength(p, labels);
+    ASSERT_GT(before, 1.4);
+    ORVO::StraighteningSettings settings;
+    EXPECT_GT(ORVO::_StraightenBorders(p.adj, p.geo, p.coords, settings, 2, labels), 0);
+    EXPECT_LT(BorderLength(p, labels), 1.05);
+    EXPECT_EQ(NonDiscRegions(p.adj, labels, 2), 0);
+}
+
+TEST(BorderStraightening, SeamsSettleOnTheEdgesOfABox) {
+    // The cube's faces sorted by the nearest of six directions turned a little
+    // off the axes: the borders cut across the sides near their edges.
+    const int n = 10;
+    const TriMesh cube = shapemesh::SubdividedCube(n);
+    Prepared p(cube);
+    const double turn = 0.12;
+    const Vector3 axes[3] = {Vector3(std::cos(turn), std::sin(turn), 0.0), Vector3(-std::sin(turn), std::cos(turn), 0.0),
+                             Vector3(0.0, 0.0, 1.0)};
+    std::vector<int> labels(p.adj.faceCount);
+    for (int f = 0; f < p.adj.faceCount; ++f) {
+        const Vector3 d = p.geo.centroid[f] - Vector3(0.5, 0.5, 0.5);
+        int best = 0;
+        double bestDot = -1e9;
+        for (int k = 0; k < 6; ++k) {
+            const double dot = (axes[k / 2] * d) * (k % 2 ? -1.0 : 1.0);
+            if (dot > bestDot) {
+                bestDot = dot;
+                best = k;
+            }
+        }
+        labels[f] = best;
+    }
+    ASSERT_EQ(NonDiscRegions(p.adj, labels, 6), 0);
+    auto onEdges = [&]() {
+        double on = 0.0, all = 0.0;
+        for (int f = 0; f < p.adj.faceCount; ++f)
+            for (int k = 0; k < 3; ++k) {
+                const int g = p.adj.faceNeighbours[3 * f + k];
+                if (g <= f || labels[g] == labels[f]) continue;
+                const double length = (p.coords[p.adj.triangles[3 * f + (k + 1) % 3]] - p.coords[p.adj.triangles[3 * f + k]]).Length();
+                all += length;
+                if (p.geo.normal[f] * p.geo.normal[g] < 0.5) on += length;
+            }
+        return on / all;
+    };
+    // Corners, where three charts meet, stay where they are, so the borders
+    // leave the edges next to them; between corners they follow the edges.
+    const double before = onEdges();
+    ASSERT_LT(before, 0.4);
+    ORVO::StraighteningSettings settings;
+    ORVO::_StraightenBorders(p.adj, p.geo, p.coords, settings, 6, labels);
+    EXPECT_GT(onEdges(), 0.8);
+    EXPECT_EQ(NonDiscRegions(p.adj, labels, 6), 0);
+}
+
+// ---------------------------------------------------------------- slits
+
+TEST(ChartSlits, AHoledChartIsCutOpenIntoADisc) {
+    const TriMesh annulus = testmesh::Grid(12, 12, nullptr, [](int i, int j) { return !(i >= 4 && i < 8 && j >= 4 && j < 8); });
+    std::vector<std::vector<int>> paths;
+    ASSERT_TRUE(ORVO::_JoinBoundaryLoops(annulus, paths));
+    ASSERT_EQ(paths.size(), 1u);
+    TriMesh slit;
+    ORVO::_SlitChart(annulus, paths, slit);
+    ASSERT_EQ(slit.GetTriangleCount(), annulus.GetTriangleCount());
+    EXPECT_EQ(slit.GetVertexCount(), annulus.GetVertexCount() + static_cast<int>(paths[0].size()));
+    for (int f = 0; f < slit.GetTriangleCount(); ++f)
+        for (int k = 0; k < 3; ++k)
+            EXPECT_EQ(slit.GetVertexCoord(slit.GetTriangle(f)[k]), annulus.GetVertexCoord(annulus.GetTriangle(f)[k]));
+    std::vector<std::vector<int>> loops;
+    ASSERT_EQ(ORVO::FillMeshHole::FindHoles(&slit, &loops), 0);
+    EXPECT_EQ(loops.size(), 1u);
+
+    // A handle or a closed surface is not opened by cuts between loops.
+    EXPECT_FALSE(ORVO::_JoinBoundaryLoops(testmesh::Torus(20, 10), paths));
+    EXPECT_FALSE(ORVO::_JoinBoundaryLoops(testmesh::Icosphere(1), paths));
+}
+
+TEST(ChartSlits, AConeTipLiesFlatOnceSlitToTheBoundary) {
+    // A steep open cone: its tip has far less than a full turn of surface
+    // around it, so a flattening squeezes the faces there.
+    TriMesh cone;
+    const int segments = 24, rings = 8;
+    const int tip = cone.InsertVertex(Vector3(0, 0, 3));
+    for (int r = 1; r <= rings; ++r)
+        for (int i = 0; i < segments; ++i) {
+            const double a = 2.0 * M_PI * i / segments, radius = double(r) / rings;
+            cone.InsertVertex(Vector3(radius * std::cos(a), radius * std::sin(a), 3.0 * (1.0 - double(r) / rings)));
+        }
+    auto ring = [&](int r, int i) { return 1 + (r - 1) * segments + (i % segments); };
+    for (int i = 0; i < segments; ++i) cone.InsertTriangle(tip, ring(1, i), ring(1, i + 1));
+    for (int r = 1; r < rings; ++r)
+        for (int i = 0; i < segments; ++i) {
+            cone.InsertTriangle(ring(r, i), ring(r + 1, i), ring(r + 1, i + 1));
+            cone.InsertTriangle(ring(r, i), ring(r + 1, i + 1), ring(r, i + 1));
+        }
+    auto flatten = [](const TriMesh& chart, std::vector<double>& uv) {
+        std::vector<std::vector<int>> holes;
+        const bool found = ORVO::FillMeshHole::FindHoles(&chart, &holes) == 0;
+        bool accept = false;
+        return ORVO::_FlattenChart(chart, holes, found, true, uv, accept);
+    };
+    std::vector<double> uv;
+    ASSERT_TRUE(flatten(cone, uv));
+    ASSERT_TRUE(ORVO::_HasSqueezedTriangle(cone, uv, 2.5));
+    EXPECT_EQ(ORVO::_WorstInnerVertex(cone, uv, 2.5, true), tip);
+    const std::vector<int> path = ORVO::_SlitPath(cone, tip);
+    ASSERT_GE(path.size(), 2u);
+    EXPECT_EQ(path.front(), tip);
+    TriMesh slit;
+    ORVO::_SlitChart(cone, {path}, slit);
+    std::vector<double> slitUv;
+    ASSERT_TRUE(flatten(slit, slitUv));
+    EXPECT_FALSE(ORVO::_HasSqueezedTriangle(slit, slitUv, 2.5));
+    EXPECT_FALSE(ORVO::_HasFlippedTriangle(slit, slitUv));
+}
+
+// ---------------------------------------------------------------- the atlas
+
+TEST(ShapedCharts, TheShapeChoosesTheCharts) {
+    {
+        SCOPED_TRACE("cube");
+        const TriMesh cube = shapemesh::SubdividedCube(8);
+        const Atlas atlas = Unwrap(cube, 0, 0.0);
+        ExpectValid(atlas);
+        EXPECT_EQ(atlas.charts, 6);
+        // Every seam runs along an edge of the cube: two coordinates at 0 or 1.
+        auto onEdge = [](const Vector3& p) {
+            int extreme = 0;
+            for (int i = 0; i < 3; ++i) extreme += std::fabs(p[i]) < 1e-9 || std::fabs(p[i] - 1.0) < 1e-9 ? 1 : 0;
+            return extreme >= 2;
+        };
+        const Seams seams = FindSeams(cube, atlas.tex, atlas.ids);
+        EXPECT_FALSE(seams.edges.empty());
+        for (const auto& [a, b] : seams.edges) EXPECT_TRUE(onEdge(a) && onEdge(b));
+    }
+    const std::pair<std::string, TriMesh> shapes[] = {{"cylinder", shapemesh::ClosedCylinder(32, 10, 5, 2.0)},
+                                                      {"sheet", testmesh::Grid(40, 40)},
+                                                      {"sphere", testmesh::Icosphere(3)}};
+    const std::pair<int, int> counts[] = {{1, 3}, {1, 1}, {2, 8}};
+    for (int s = 0; s < 3; ++s) {
+        SCOPED_TRACE(shapes[s].first);
+        const Atlas atlas = Unwrap(shapes[s].second, 0, 0.0);
+        ExpectValid(atlas);
+        EXPECT_GE(atlas.charts, counts[s].first);
+        EXPECT_LE(atlas.charts, counts[s].second);
+        EXPECT_LE(atlas.stretch.l2, 1.02);
+        EXPECT_LE(atlas.stretch.linf, 2.5);
+    }
+}
+
+TEST(ShapedCharts, TheStretchBudgetHolds) {
+    // A bumpy closed body: no isometric flattening exists in a few pieces.
+    TriMesh body = testmesh::Icosphere(4);
+    for (int v = 0; v < body.GetVertexCount(); ++v) {
+        const Vector3 p = body.GetVertexCoord(v);
+        body.SetVertexCoord(v, p * (1.0 + 0.15 * std::sin(3.0 * p.x) * std::cos(2.0 * p.y + p.z)));
+    }
+    int previous = std::numeric_limits<int>::max();
+    for (double budget : {1.01, 1.05, 1.2}) {
+        SCOPED_TRACE(budget);
+        const Atlas atlas = Unwrap(body, 0, budget);
+        ExpectValid(atlas);
+        EXPECT_LE(atlas.stretch.l2, budget);
+        EXPECT_LE(atlas.stretch.linf, 3.0);
+        // A larger budget never needs more charts.
+        EXPECT_LE(atlas.charts, previous);
+        previous = atlas.charts;
+    }
+}
+
+TEST(ShapedCharts, ACountIsHonouredWithStraightSeams) {
+    const TriMesh sphere = testmesh::Icosphere(4);
+    const Atlas atlas = Unwrap(sphere, 20, 0.0);
+    ExpectValid(atlas);
+    EXPECT_GE(atlas.charts, 20);
+    EXPECT_LE(atlas.charts, 24);
+    EXPECT_LE(atlas.stretch.l2, 1.01);
+    EXPECT_LE(atlas.stretch.linf, 2.5);
+}
+
+TEST(ShapedCharts, SameAtlasWithOneThreadAndSeveral) {
+    const TriMesh torus = testmesh::Torus(48, 24);
+    for (double budget : {0.0, 1.05}) {
+        const Atlas one = Unwrap(torus, 0, budget, 1);
+        const Atlas two = Unwrap(torus, 0, budget, 2);
+        ASSERT_EQ(one.status, 0);
+        EXPECT_EQ(one.tex, two.tex);
+        EXPECT_EQ(one.ids, two.ids);
+    }
+}
+
+TEST(ShapedCharts, InvalidBudgetsAreRefused) {
+    const TriMesh sphere = testmesh::Icosphere(1);
+    for (double budget : {0.5, -1.0, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+        UVAtlasOptions options;
+        options.maxStretch = budget;
+        std::vector<double> tex{7.0};
+        std::vector<int> ids{7};
+        EXPECT_EQ(UnfoldMesh::GenerateUVAtlas(&sphere, options, &tex, &ids), ORVO::STATUS_INVALID_INPUT) << budget;
+        EXPECT_EQ(tex, std::vector<double>{7.0});
+        EXPECT_EQ(ids, std::vector<int>{7});
+    }
+}
+
+// On a real scan, at the count xatlas makes there, the seams are no longer
+// than xatlas's (0.070 of the edge length) while the stretch stays low.
+TEST(ShapedChartsSharedMeshes, SpotAtXatlasCount) {
+    TriMesh spot;
+    if (!testmesh::LoadObj(testmesh::SharedMesh("spot.obj"), spot)) GTEST_SKIP() << "../shared/meshes/spot.obj not found";
+    const Atlas atlas = Unwrap(spot, 39, 0.0);
+    ExpectValid(atlas);
+    EXPECT_LE(FindSeams(spot, atlas.tex, atlas.ids).ratio, 0.070);
+    EXPECT_LE(atlas.stretch.l2, 1.01);
+    EXPECT_LE(atlas.stretch.linf, 2.5);
+}
+
+}  // namespace

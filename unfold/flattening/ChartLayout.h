@@ -1,0 +1,54 @@
+#pragma once
+// Flattening one chart (conformal map, then the isometric optimisation) and
+// the checks that decide whether its layout may be used as it is.
+
+#include <QarnUVAtlas/TriMesh.h>
+
+#include <vector>
+
+namespace ORVO {
+
+// Conformal map pinned on the first boundary loop of `holes`, then the
+// isometric optimisation; the layout is scaled to the chart's 3-D area and
+// flat faces get a small area. Returns false (uv cleared) when the conformal
+// map failed. Sets `accept` when the isometric step failed outside strict
+// mode, where such a layout is taken unchecked.
+constexpr int kChartIsometricIterations = 7;
+bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
+                   std::vector<double>& uv, bool& accept, int isometricIterations = kChartIsometricIterations);
+
+// A second way to flatten a disc-like chart (one boundary loop) for when the
+// conformal start folds: the loop on a circle, spaced by edge length, every
+// inner vertex at the mean of its neighbours (such a layout never folds),
+// then the isometric optimisation, the scale and the lift of flat faces as
+// in _FlattenChart. Returns false when the chart has not one simple loop or
+// the system cannot be solved (uv then unspecified).
+bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                             int isometricIterations = kChartIsometricIterations);
+
+// The map from face f's layout onto the face, as its metric J^T J: `a` and
+// `c` on the diagonal, `b` off it (its eigenvalues are the squared singular
+// values of the map, its trace twice the squared L2 stretch). Returns 1, 0 for
+// a face without surface area, or -1 when the layout flips the face or gives
+// it no area (a, b, c then unset).
+int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c);
+
+// Whether some face's largest texture-to-surface stretch exceeds `limit`, or
+// some face is flipped or has no area in the layout.
+bool _HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv, double limit);
+
+bool _HasFlippedTriangle(const TriMesh& chart, const std::vector<double>& uv);
+
+// Whether a boundary loop of the chart crosses itself in the layout.
+bool _BoundaryCrossesItself(const std::vector<std::vector<int>>& holes, const std::vector<double>& uv);
+
+// True when the layout is sure to be free of overlaps without the pair test
+// (one boundary loop, every triangle counter-clockwise, one turn around every
+// inner vertex); false means "not shown".
+bool _WindsOnce(const TriMesh& chart, const std::vector<double>& uv, const std::vector<std::vector<int>>& holes);
+
+// The 2-D overlap test on the layout; overlapFaces (when not null) receives
+// the overlapping triangles. True when an overlap was found.
+bool _OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vector<int>* overlapFaces);
+
+}  // namespace ORVO

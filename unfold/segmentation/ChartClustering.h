@@ -1,0 +1,51 @@
+#pragma once
+// Charts by merging: every face starts as a chart of its own, and the pair of
+// neighbouring charts whose union costs least in lost flatness per unit of
+// seam saved is merged, again and again, until the wanted count is reached or
+// no allowed merge is left. Flat areas so end in large charts and curved ones
+// in small charts, which is what keeps the seams short for a given count.
+
+#include <QarnUVAtlas/TriMesh.h>
+
+#include "unfold/MeshAdjacency.h"
+#include "unfold/segmentation/RegionTopology.h"
+
+#include <vector>
+
+namespace ORVO {
+
+struct ClusteringLimits {
+    // Stop once this many charts are left.
+    int targetCount = 1;
+    // Largest normal spread of a chart, 1 - |area-weighted mean normal|: the
+    // spread of normals filling a cone of half-angle t evenly is sin^2(t/2),
+    // so 0.25 keeps them within about 60 degrees of the mean; 2: none.
+    double maxSpread = 2.0;
+    // Weight of roundness against normal spread in the merge cost: larger
+    // values give rounder charts, smaller ones follow the curvature more.
+    double roundnessWeight = 0.3;
+    // Edges whose two faces' normals meet at a cosine below this are creases;
+    // two charts whose shared border is mostly crease are not merged. -2: none.
+    double creaseCosine = -2.0;
+};
+
+// What the merge cost looks at in a chart: its area, its area-weighted normal
+// sum and the length of its border with other charts (mesh boundary excluded).
+struct ChartShape {
+    double area;
+    Vector3 normal;
+    double perimeter;
+};
+
+// The cost of merging two charts that share `length` of border (`crease` of
+// it along creases); lower merges first. Negative when `limits` forbid it.
+double _ChartMergeCost(const ChartShape& a, const ChartShape& b, double length, double crease,
+                       const ClusteringLimits& limits);
+
+// Labels every face of the mesh with its chart (0 .. count-1, charts numbered
+// by their smallest face); every chart is an edge-connected topological disc.
+// Returns the chart count.
+int _ClusterFaces(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
+                  const ClusteringLimits& limits, std::vector<int>& labels);
+
+}  // namespace ORVO

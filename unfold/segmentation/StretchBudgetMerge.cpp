@@ -1,0 +1,488 @@
+// Merging charts under a stretch budget (see StretchBudgetMerge.h).
+
+#include "unfold/segmentation/StretchBudgetMerge.h"
+
+#include <QarnUVAtlas/FillMeshHole.h>
+
+#include "unfold/flattening/ChartLayout.h"
+#include "unfold/segmentation/ChartSlits.h"
+
+#include <QarnUVAtlas/Threads.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <queue>
+#include <unordered_map>
+#include <utility>
+
+namespace ORVO {
+namespace {
+
+// The chart of one region: its faces in the given order, a vertex per fan of
+// region faces around each mesh vertex (as the cut along the region borders
+// will leave it).
+void BuildRegionChart(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const std::vector<int>& labels,
+                      int label, const std::vector<int>& faces, TriMesh& chart, std::vector<int>& meshVertex) {
+    const int n = static_cast<int>(faces.size());
+    std::unordered_map<int, int> local;
+    local.reserve(faces.size() * 2);
+    for (int i = 0; i < n; ++i) local[faces[i]] = i;
+    std::vector<int> parent(3 * static_cast<size_t>(n));
+    for (size_t c = 0; c < parent.size(); ++c) parent[c] = static_cast<int>(c);
+    auto find = [&](int x) {
+        while (parent[x] != x) {
+            parent[x] = parent[parent[x]];
+            x = parent[x];
+        }
+        return x;
+    };
+    for (int i = 0; i < n; ++i) {
+        const int f = faces[i];
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+            if (g < 0 || g < f || labels[g] != label) continue;
+            const int j = local[g];
+            const int* s = &adj.triangles[3 * static_cast<size_t>(g)];
+            for (int c = 0; c < 3; ++c) {
+                if (s[c] == t[k]) parent[find(3 * j + c)] = find(3 * i + k);
+                if (s[c] == t[(k + 1) % 3]) parent[find(3 * j + c)] = find(3 * i + (k + 1) % 3);
+            }
+        }
+    }
+    chart.Clear();
+    meshVertex.clear();
+    std::vector<int> id(parent.size(), -1);
+    std::vector<int> corners(3);
+    for (int i = 0; i < n; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            const int r = find(3 * i + k);
+            if (id[r] < 0) {
+                const int v = adj.triangles[3 * static_cast<size_t>(faces[i]) + k];
+                id[r] = chart.InsertVertex(coords[v]);
+                meshVertex.push_back(v);
+            }
+            corners[k] = id[r];
+        }
+        chart.InsertTriangle(corners[0], corners[1], corners[2]);
+    }
+}
+
+// Sum over the faces of 3-D area times squared L2 texture stretch (half the
+// sum of the squared singular values of the map from the layout onto the
+// face), for a layout whose area matches the surface's.
+double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
+    double sum = 0.0;
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        double a, b, c;
+        // A flipped face makes the layout invalid anyway.
+        if (_FaceLayoutMetric(chart, uv, f, a, b, c) <= 0) continue;
+        const int* t = chart.GetTriangle(f);
+        const double area = TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                                         chart.GetVertexCoordRef(t[2]));
+        sum += area * 0.5 * (a + c);
+    }
+    return sum;
+}
+
+// The total Gaussian curvature inside a chart: the angle defects of its
+// inner vertices (a full sphere has 4 pi).
+double InnerCurvature(const TriMesh& chart) {
+    MeshAdjacency adj;
+    adj.Build(&chart);
+    std::vector<double> turn(adj.vertexCount, 0.0);
+    std::vector<char> boundary(adj.vertexCount, 0);
+    for (int f = 0; f < adj.faceCount; ++f) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            if (adj.faceNeighbours[3 * static_cast<size_t>(f) + k] < 0) boundary[t[k]] = boundary[t[(k + 1) % 3]] = 1;
+            const Vector3& p = chart.GetVertexCoordRef(t[k]);
+            const Vector3 a = chart.GetVertexCoordRef(t[(k + 1) % 3]) - p, b = chart.GetVertexCoordRef(t[(k + 2) % 3]) - p;
+            const double la = a.Length(), lb = b.Length();
+            if (la > 0.0 && lb > 0.0) turn[t[k]] += std::acos(std::max(-1.0, std::min(1.0, (a * b) / (la * lb))));
+        }
+    }
+    double curvature = 0.0;
+    for (int v = 0; v < adj.vertexCount; ++v)
+        if (!boundary[v] && adj.FacesEnd(v) > adj.FacesBegin(v)) curvature += 2.0 * ORVO_PI - turn[v];
+    return curvature;
+}
+
+struct Region {
+    ChartShape shape;
+    RegionLayout layout;
+    std::vector<int> faces;
+    unsigned version = 0;
+    bool alive = true;
+    // Regions this one (or a region it took in) could not be merged with.
+    std::vector<int> refused;
+};
+
+struct Candidate {
+    double cost;
+    int a, b;
+    unsigned versionA, versionB;
+    bool operator>(const Candidate& o) const {
+        if (cost != o.cost) return cost > o.cost;
+        if (a != o.a) return a > o.a;
+        return b > o.b;
+    }
+};
+
+uint64_t PairKey(int a, int b) {
+    return (static_cast<uint64_t>(std::min(a, b)) << 32) | static_cast<uint32_t>(std::max(a, b));
+}
+
+// Three quarters of a sphere's curvature: more than any chart flattened within
+// a budget has.
+constexpr double kMostCurvature = 3.0 * 3.14159265358979323846;
+
+// The largest chart a union may make.
+constexpr size_t kMaxChartFaces = 150000;
+
+// Unions tried at once (on as many threads as there are): a fixed number, so
+// that the charts do not depend on the thread count.
+constexpr int kBatchSize = 4;
+
+struct SharedBorder {
+    double length = 0.0;
+    double crease = 0.0;
+};
+
+}  // namespace
+
+RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
+                            const std::vector<int>& labels, int label, const std::vector<int>& faces,
+                            double maxFaceStretch) {
+    RegionLayout result;
+    TriMesh region;
+    std::vector<int> meshVertex;
+    BuildRegionChart(adj, coords, labels, label, faces, region, meshVertex);
+    // A region around a hole (of the mesh, or a chart it surrounds) is cut
+    // open from hole to hole first; one with a handle or without boundary
+    // cannot be flattened.
+    std::vector<std::vector<int>> cuts;
+    if (!_JoinBoundaryLoops(region, cuts)) return result;
+    TriMesh slit;
+    if (!cuts.empty()) {
+        _SlitChart(region, cuts, slit);
+        for (std::vector<int>& cut : cuts) {
+            for (int& v : cut) v = meshVertex[v];
+            result.slits.push_back(std::move(cut));
+        }
+    }
+    const TriMesh& chart = cuts.empty() ? region : slit;
+    // Most of a closed surface, however it is cut, cannot lie flat without
+    // crushing faces: not worth a flattening.
+    if (InnerCurvature(chart) > kMostCurvature) return result;
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        result.area += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                                    chart.GetVertexCoordRef(t[2]));
+    }
+    std::vector<std::vector<int>> holes;
+    const bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    auto valid = [&](const std::vector<double>& layout) {
+        return !_HasFlippedTriangle(chart, layout) && !_BoundaryCrossesItself(holes, layout) &&
+               !_HasSqueezedTriangle(chart, layout, maxFaceStretch) &&
+               (_WindsOnce(chart, layout, holes) || !_OverlapTest(chart, layout, nullptr));
+    };
+    std::vector<double> uv;
+    bool accept = false;
+    if (!_FlattenChart(chart, holes, holesFound, true, uv, accept)) return result;
+    result.valid = valid(uv);
+    // A conformal start that folds is often set right by one that cannot.
+    std::vector<double> circle;
+    if (!result.valid && holesFound && _FlattenChartFromCircle(chart, holes, circle) && valid(circle)) {
+        uv.swap(circle);
+        result.valid = true;
+    }
+    result.stretchSum = StretchSum(chart, uv);
+    result.cornerUv.resize(6 * faces.size());
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        for (int k = 0; k < 3; ++k) {
+            result.cornerUv[6 * static_cast<size_t>(f) + 2 * k] = uv[2 * t[k]];
+            result.cornerUv[6 * static_cast<size_t>(f) + 2 * k + 1] = uv[2 * t[k] + 1];
+        }
+    }
+    return result;
+}
+
+namespace {
+
+// One union being tried: the pair, its faces and, once flattened, its layout.
+struct Trial {
+    Candidate candidate;
+    std::vector<int> faces;
+    RegionLayout layout;
+};
+
+class TrialTask : public TaskBase {
+public:
+    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const std::vector<int>& labels,
+              double maxFaceStretch, Trial& trial)
+        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mLabels(labels), mMaxFaceStretch(maxFaceStretch),
+          mTrial(trial) {}
+    int Run() override {
+        mTrial.layout = _FlattenRegion(mAdj, mCoords, mLabels, mTrial.candidate.a, mTrial.faces, mMaxFaceStretch);
+        return STATUS_SUCCESS;
+    }
+
+private:
+    const MeshAdjacency& mAdj;
+    const std::vector<Vector3>& mCoords;
+    const std::vector<int>& mLabels;
+    double mMaxFaceStretch;
+    Trial& mTrial;
+};
+
+class BudgetMerger {
+public:
+    BudgetMerger(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
+                 const StretchBudget& budget, int regionCount, std::vector<int>& labels)
+        : mAdj(adj), mCoords(coords), mBudget(budget), mLabels(labels), mRegions(regionCount),
+          mNeighbours(regionCount), mOwner(regionCount), mBusy(regionCount, 0), mLocalIndex(adj.faceCount, -1) {
+        for (int f = 0; f < adj.faceCount; ++f) {
+            Region& r = mRegions[labels[f]];
+            r.faces.push_back(f);
+            r.shape.area += geo.weight[f];
+            r.shape.normal += geo.normal[f] * geo.weight[f];
+            const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+            for (int k = 0; k < 3; ++k) {
+                const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
+                if (g < 0 || labels[g] == labels[f]) continue;
+                const double length = (coords[t[(k + 1) % 3]] - coords[t[k]]).Length();
+                r.shape.perimeter += length;
+                if (g < f) continue;
+                SharedBorder& b = mBorders[PairKey(labels[f], labels[g])];
+                b.length += length;
+                if (geo.normal[f] * geo.normal[g] < budget.limits.creaseCosine) b.crease += length;
+            }
+        }
+        for (const auto& [key, border] : mBorders) {
+            const int a = static_cast<int>(key >> 32), b = static_cast<int>(key & 0xFFFFFFFFu);
+            mNeighbours[a].push_back(b);
+            mNeighbours[b].push_back(a);
+        }
+        for (int r = 0; r < regionCount; ++r) mOwner[r] = r;
+        int threads = budget.threadCount > 0 ? budget.threadCount
+                                             : static_cast<int>(std::ceil(0.66 * GetProcessorCount()));
+        threads = std::max(1, std::min(threads, kBatchSize));
+        if (threads > 1) {
+            mPool = std::make_unique<ThreadPool>();
+            if (mPool->Init(threads) < 2) mPool.reset();
+        }
+    }
+
+    int Run(std::vector<double>& cornerUv, std::vector<std::vector<int>>& slits) {
+        // The regions given are nearly flat: until a union is flattened, each
+        // counts as flattened without stretch and as valid (most are merged,
+        // and the atlas checks and flattens those that are not).
+        for (Region& r : mRegions) {
+            r.layout.valid = true;
+            r.layout.area = r.shape.area;
+            r.layout.stretchSum = r.shape.area;
+            mTotalArea += r.shape.area;
+        }
+        mTotalStretch = mTotalArea;
+        mMeanArea = mTotalArea / std::max<size_t>(1, mRegions.size());
+        mAllowed = mBudget.maxStretch * mBudget.maxStretch * mTotalArea;
+        for (int a = 0; a < static_cast<int>(mRegions.size()); ++a)
+            for (int b : mNeighbours[a])
+                if (a < b) Push(a, b);
+
+        int count = static_cast<int>(mRegions.size());
+        std::vector<Trial> batch;
+        std::vector<Candidate> deferred;
+        while (!mQueue.empty()) {
+            // The next few mergeable pairs that share no region are tried together.
+            batch.clear();
+            deferred.clear();
+            while (static_cast<int>(batch.size()) < kBatchSize && !mQueue.empty()) {
+                const Candidate c = mQueue.top();
+                mQueue.pop();
+                if (!Current(c)) continue;
+                if (mBusy[c.a] || mBusy[c.b]) {
+                    deferred.push_back(c);
+                    continue;
+                }
+                Trial trial;
+                trial.candidate = c;
+                if (!Join(c, trial.faces)) continue;
+                mBusy[c.a] = mBusy[c.b] = 1;
+                batch.push_back(std::move(trial));
+            }
+            Flatten(batch);
+            for (Trial& trial : batch) {
+                const Candidate& c = trial.candidate;
+                mBusy[c.a] = mBusy[c.b] = 0;
+                Region& ra = mRegions[c.a];
+                Region& rb = mRegions[c.b];
+                const double stretch =
+                    mTotalStretch - ra.layout.stretchSum - rb.layout.stretchSum + trial.layout.stretchSum;
+                if (trial.layout.valid && stretch <= mAllowed) {
+                    Merge(c.a, c.b, trial);
+                    --count;
+                } else {
+                    Refuse(c.a, c.b);
+                }
+            }
+            for (const Candidate& c : deferred) mQueue.push(c);
+        }
+        cornerUv.assign(6 * static_cast<size_t>(mAdj.faceCount), 0.0);
+        slits.clear();
+        for (const Region& r : mRegions) {
+            if (!r.alive) continue;
+            slits.insert(slits.end(), r.layout.slits.begin(), r.layout.slits.end());
+            if (r.layout.cornerUv.size() != 6 * r.faces.size()) continue;
+            for (size_t i = 0; i < r.faces.size(); ++i)
+                std::copy_n(&r.layout.cornerUv[6 * i], 6, &cornerUv[6 * static_cast<size_t>(r.faces[i])]);
+        }
+        std::vector<int> id(mRegions.size(), -1);
+        int next = 0;
+        for (int f = 0; f < mAdj.faceCount; ++f) {
+            if (id[mLabels[f]] < 0) id[mLabels[f]] = next++;
+            mLabels[f] = id[mLabels[f]];
+        }
+        return count;
+    }
+
+private:
+    void Push(int a, int b) {
+        const SharedBorder& border = mBorders[PairKey(a, b)];
+        double cost =
+            _ChartMergeCost(mRegions[a].shape, mRegions[b].shape, border.length, border.crease, mBudget.limits);
+        if (cost < 0.0) return;
+        // Larger unions wait a little longer: every accepted union is flattened
+        // whole, so merging like with like flattens each face fewer times.
+        cost *= std::sqrt((mRegions[a].shape.area + mRegions[b].shape.area) / mMeanArea);
+        mQueue.push({cost, a, b, mRegions[a].version, mRegions[b].version});
+    }
+
+    int Owner(int r) {
+        while (mOwner[r] != r) {
+            mOwner[r] = mOwner[mOwner[r]];
+            r = mOwner[r];
+        }
+        return r;
+    }
+
+    // Whether the queued pair still stands and is worth a flattening.
+    bool Current(const Candidate& c) {
+        const Region& ra = mRegions[c.a];
+        const Region& rb = mRegions[c.b];
+        if (!ra.alive || !rb.alive || ra.version != c.versionA || rb.version != c.versionB) return false;
+        if (!ra.layout.valid || !rb.layout.valid) return false;
+        // Flattening time grows faster than the chart: a million-face scan
+        // would otherwise spend minutes on its last few unions.
+        if (ra.faces.size() + rb.faces.size() > kMaxChartFaces) return false;
+        // A union that failed does not get better when either side grows: a
+        // pair refused once, in any earlier form, is not tried again.
+        for (int r : ra.refused)
+            if (Owner(r) == c.b) return false;
+        for (int r : rb.refused)
+            if (Owner(r) == c.a) return false;
+        return true;
+    }
+
+    // Gives b's faces a's label (they are given back if the union is refused).
+    bool Join(const Candidate& c, std::vector<int>& faces) {
+        const Region& ra = mRegions[c.a];
+        const Region& rb = mRegions[c.b];
+        faces = ra.faces;
+        faces.insert(faces.end(), rb.faces.begin(), rb.faces.end());
+        for (int f : rb.faces) mLabels[f] = c.a;
+        return true;
+    }
+
+    void Refuse(int a, int b) {
+        for (int f : mRegions[b].faces) mLabels[f] = b;
+        mRegions[a].refused.push_back(b);
+        mRegions[b].refused.push_back(a);
+    }
+
+    void Flatten(std::vector<Trial>& trials) {
+        if (!mPool || trials.size() < 2) {
+            for (Trial& t : trials)
+                t.layout = _FlattenRegion(mAdj, mCoords, mLabels, t.candidate.a, t.faces, mBudget.maxFaceStretch);
+            return;
+        }
+        for (Trial& t : trials) {
+            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mLabels, mBudget.maxFaceStretch, t);
+            if (mPool->InsertTask(task.get()) == STATUS_SUCCESS) {
+                task.release();
+            } else {
+                task->Run();
+            }
+        }
+        mPool->WaitUntilAllDone();
+    }
+
+    void Merge(int a, int b, Trial& trial) {
+        Region& ra = mRegions[a];
+        Region& rb = mRegions[b];
+        mTotalStretch += trial.layout.stretchSum - ra.layout.stretchSum - rb.layout.stretchSum;
+        const SharedBorder joint = mBorders[PairKey(a, b)];
+        ra.faces.swap(trial.faces);
+        ra.layout = trial.layout;
+        ra.shape.area += rb.shape.area;
+        ra.shape.normal += rb.shape.normal;
+        ra.shape.perimeter += rb.shape.perimeter - 2.0 * joint.length;
+        ++ra.version;
+        rb.alive = false;
+        mOwner[b] = a;
+        ra.refused.insert(ra.refused.end(), rb.refused.begin(), rb.refused.end());
+        std::vector<int>().swap(rb.refused);
+        std::vector<int>().swap(rb.faces);
+        mBorders.erase(PairKey(a, b));
+        // b's borders become a's.
+        for (int n : mNeighbours[b]) {
+            if (n == a || !mRegions[n].alive) continue;
+            const auto found = mBorders.find(PairKey(b, n));
+            if (found == mBorders.end()) continue;
+            const SharedBorder moved = found->second;
+            mBorders.erase(found);
+            SharedBorder& target = mBorders[PairKey(a, n)];
+            if (target.length == 0.0) {
+                mNeighbours[a].push_back(n);
+                mNeighbours[n].push_back(a);
+            }
+            target.length += moved.length;
+            target.crease += moved.crease;
+        }
+        std::vector<int>& list = mNeighbours[a];
+        std::sort(list.begin(), list.end());
+        list.erase(std::unique(list.begin(), list.end()), list.end());
+        for (int n : list) {
+            if (n != a && mRegions[n].alive && mBorders.count(PairKey(a, n))) Push(a, n);
+        }
+    }
+
+    const MeshAdjacency& mAdj;
+    const std::vector<Vector3>& mCoords;
+    const StretchBudget& mBudget;
+    std::vector<int>& mLabels;
+    std::vector<Region> mRegions;
+    std::unordered_map<uint64_t, SharedBorder> mBorders;
+    std::vector<std::vector<int>> mNeighbours;
+    std::vector<int> mOwner;  // which region took in each region (itself while it lives)
+    std::vector<char> mBusy;  // in the batch being flattened
+    std::vector<int> mLocalIndex;
+    std::priority_queue<Candidate, std::vector<Candidate>, std::greater<Candidate>> mQueue;
+    std::unique_ptr<ThreadPool> mPool;
+    double mTotalArea = 0.0, mTotalStretch = 0.0, mAllowed = 0.0, mMeanArea = 1.0;
+};
+
+}  // namespace
+
+int _MergeWithinStretchBudget(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
+                              const StretchBudget& budget, int regionCount, std::vector<int>& labels,
+                              std::vector<double>& cornerUv, std::vector<std::vector<int>>& slits) {
+    BudgetMerger merger(adj, geo, coords, budget, regionCount, labels);
+    return merger.Run(cornerUv, slits);
+}
+
+}  // namespace ORVO

@@ -1,0 +1,55 @@
+#pragma once
+// Charts merged under a stretch budget: neighbouring charts are merged, in
+// the order of the merge cost of ChartClustering.h, whenever the union
+// flattens cleanly (no fold, no face squeezed beyond the face limit) and the
+// area-weighted L2 stretch of all charts together stays within the budget.
+// The budget, not a count, so decides how many charts there are.
+
+#include <QarnUVAtlas/TriMesh.h>
+
+#include "unfold/MeshAdjacency.h"
+#include "unfold/segmentation/ChartClustering.h"
+#include "unfold/segmentation/RegionTopology.h"
+
+#include <vector>
+
+namespace ORVO {
+
+struct StretchBudget {
+    // Area-weighted L2 texture stretch of all charts together (1 = none).
+    double maxStretch = 1.05;
+    // Largest texture-to-surface stretch of one face.
+    double maxFaceStretch = 3.0;
+    // Order of the merges and the merges never tried (spread, creases).
+    ClusteringLimits limits;
+    // Worker threads for flattening candidates; 0: derived from the processors.
+    int threadCount = 0;
+};
+
+// Updates `labels` (one per face, 0 .. regionCount-1, every region an
+// edge-connected disc) by merging regions; returns the new region count
+// (labels 0 .. count-1). A region may surround holes; `slits` receives the
+// cuts (mesh vertex paths) that open such regions into discs. `cornerUv`
+// receives the layout each face's region was judged by, (u, v) for each of
+// its 3 corners, which the atlas may use as it is.
+int _MergeWithinStretchBudget(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
+                              const StretchBudget& budget, int regionCount, std::vector<int>& labels,
+                              std::vector<double>& cornerUv, std::vector<std::vector<int>>& slits);
+
+// The flattening of one region as the atlas would make it (cut open first
+// when it surrounds holes), judged: whether it
+// passes the strict checks with `maxFaceStretch`, and the sum over its faces
+// of 3-D area times squared L2 stretch (the layout scaled to the region's
+// area), which over the total area gives the squared L2 stretch.
+struct RegionLayout {
+    bool valid = false;
+    double stretchSum = 0.0;
+    double area = 0.0;
+    std::vector<double> cornerUv;  // (u, v) of the 3 corners of each face, in the order of the faces given
+    std::vector<std::vector<int>> slits;  // cuts inside the region (mesh vertex ids) that make it a disc
+};
+RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
+                            const std::vector<int>& labels, int label, const std::vector<int>& faces,
+                            double maxFaceStretch);
+
+}  // namespace ORVO
