@@ -3,13 +3,14 @@
 #include "foundation/LogLine.h"
 #include "unfold/packing/ChartOrientation.h"
 #include "unfold/packing/ChartPackAttempt.h"
+#include "unfold/packing/ChartShapeSet.h"
+#include "unfold/packing/TwoThreads.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <exception>
 #include <limits>
-#include <memory>
 #include <thread>
 
 namespace ORVO {
@@ -98,21 +99,21 @@ PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std
     return c;
 }
 
-// Longest side of any frame's box: no scale may make it longer than the square.
-double LongestSide(const std::vector<PreparedChart>& charts) {
-    double longest = 0;
-    for (const PreparedChart& c : charts)
-        for (const ChartFrame& f : c.frames) longest = std::max({longest, f.extentU, f.extentV});
-    return longest;
+// Side of the finest occupancy grid. Up to 1024 texels it is two pixels or more a
+// texel: finer than the texture, the conservative cover of chart borders wastes less.
+// Up to 2048 texels it is one pixel a texel. Above, the side grows with the square root
+// of the texture's side (the pixels, and with them the time, with its side), so that a
+// 4096 or 8192 texture takes about twice or four times the time of a 1024 one; the gap
+// then rounds up to a whole pixel, more than asked.
+int FineSide(int resolution) {
+    if (resolution <= 1024) return resolution * std::max(2, 2048 / resolution);
+    if (resolution <= 2048) return resolution;
+    return std::min(kMaxGridSize, static_cast<int>(std::lround(2048 * std::sqrt(resolution / 2048.0))));
 }
 
-// Side of the occupancy grid. Finer than the texture, the conservative cover of
-// chart borders wastes less; the grid stays at most 4096 pixels for time and memory.
-int GridSize(int resolution) {
-    if (resolution > 4096) return 4096;
-    int factor = std::max(1, 2048 / resolution);
-    if (2LL * resolution <= 4096) factor = std::max(factor, 2);
-    return resolution * factor;
+// The gap in pixels of a grid of `side` pixels over the texture, rounded up.
+int GapPixels(int gapTexels, int side, int resolution) {
+    return static_cast<int>(std::ceil(double(gapTexels) * side / resolution - 1e-9));
 }
 
 // Largest scale that still packs: each round proposes one scale per worker from what
@@ -121,13 +122,13 @@ class ScaleSearch {
 public:
     // `precision`: the search stops once the best success and the lowest failure above
     // it differ by less than this factor.
-    ScaleSearch(double start, double maxScale, int gridSize, double precision)
-        : mStart(std::min(start, maxScale)), mMax(maxScale), mGrid(gridSize), mPrecision(precision) {}
+    ScaleSearch(double start, double maxScale, double precision)
+        : mStart(std::min(start, maxScale)), mMax(maxScale), mPrecision(precision) {}
 
     std::vector<double> Propose(int count) const {
         std::vector<double> s;
         // Where the rows left free by the best success predict the limit.
-        const double predicted = mLo * std::sqrt(double(mGrid) / std::max(1, mLoUsed)) * 1.005;
+        const double predicted = mLo * std::sqrt(double(mLoSide) / std::max(1, mLoUsed)) * 1.005;
         if (mLo == 0 && mHi == kNoScale) {
             s.push_back(mStart);
             if (count > 1) s.push_back(mStart * std::sqrt(0.66 / 0.6));
@@ -168,6 +169,7 @@ public:
             if (r.scale >= mHi) mHi = kNoScale;  // a failure above would be noise of the heuristic
             if (r.scale > mLo) {
                 mLo = r.scale;
+                mLoSide = r.side;
                 mLoUsed = r.usedHeight;
                 mSeeded = false;
                 return true;
@@ -182,7 +184,7 @@ public:
     // Starts from a scale known to pack (on a coarser grid), without an attempt here.
     void Seed(double scale) {
         mLo = std::min(scale, mMax);
-        mLoUsed = mGrid;
+        mLoSide = mLoUsed = 1;
         mSeeded = true;
     }
 
@@ -196,9 +198,9 @@ public:
 
 private:
     double mStart, mMax;
-    int mGrid;
     double mPrecision;
     double mLo = 0;
+    int mLoSide = 1;  // side and rows used of the best success
     int mLoUsed = 0;
     double mHi = kNoScale;
     double mHiPlaced = 0;
@@ -226,58 +228,41 @@ PackBudget FineAttempts(size_t chartCount, size_t triangleCount) {
     return {2, 0};
 }
 
-// Runs one attempt per scale and variant, the second (if any) on a thread of its own.
-std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPackAttempt>>& attempts,
-                                           const std::vector<double>& scales,
-                                           const std::vector<PackVariant>& variants) {
-    std::vector<PackAttemptResult> results(scales.size());
-    if (scales.size() > 1 && attempts.size() > 1) {
-        std::exception_ptr failure;
-        std::thread helper([&] {
-            try {
-                results[1] = attempts[1]->Run(scales[1], variants[1]);
-            } catch (...) {
-                failure = std::current_exception();
-            }
-        });
-        try {
-            results[0] = attempts[0]->Run(scales[0], variants[0]);
-        } catch (...) {
-            helper.join();
-            throw;
-        }
-        helper.join();
-        if (failure) std::rethrow_exception(failure);
+// Scales that put the charts on less than this share of the grid's side draw them again.
+constexpr double kRedrawShare = 0.97;
+
+// Runs one attempt per side and variant, the second (if any) on a thread of its own.
+std::vector<PackAttemptResult> RunAttempts(std::vector<ChartPackAttempt>& attempts, const ChartShapeSet& shapes,
+                                           const std::vector<int>& sides, const std::vector<PackVariant>& variants) {
+    std::vector<PackAttemptResult> results(sides.size());
+    if (sides.size() > 1 && attempts.size() > 1) {
+        _RunOnTwoThreads([&] { results[0] = attempts[0].Run(shapes, sides[0], variants[0]); },
+                         [&] { results[1] = attempts[1].Run(shapes, sides[1], variants[1]); });
     } else {
-        for (size_t i = 0; i < scales.size(); ++i) results[i] = attempts[0]->Run(scales[i], variants[i]);
+        for (size_t i = 0; i < sides.size(); ++i) results[i] = attempts[0].Run(shapes, sides[i], variants[i]);
     }
     return results;
 }
 
-// The attempts of one occupancy grid: the scale search and the climb above its result.
+// The attempts of one grid: the charts' images are drawn once at a pixel scale that puts
+// the scale to beat at the grid's side, and every larger scale is tried as a smaller
+// square; only a scale below that (a failed guess) draws them again.
 class GridPacking {
 public:
-    // `placeable`: the charts with at least one point.
+    // `placeable`: the charts with at least one point; `side`: the grid's largest side,
+    // at which `gap` pixels are the gap asked.
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
-                size_t placeable, int grid, double longestSide, const ChartPackOptions& options, int workers,
-                int frameLimit)
-        : mGrid(grid) {
-        // The gap in grid pixels, rounded up when the grid is coarser than the texture.
-        const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
-        // Every chart must fit across the square with its one-pixel frame margin.
-        mMaxScale = longestSide > 0 ? (grid - 2.0) / (double(grid) * longestSide) : kNoScale;
+                size_t placeable, int side, int gap, const ChartPackOptions& options, int workers, int frameLimit)
+        : mShapes(chartTriangles, charts, gap, options.allowRotation, placeable >= kProbeChartCount, frameLimit),
+          mSide(side), mWorkers(workers) {
         // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the
         // grid can never be placed.
-        const double cells = double(grid) / (gap + 1);
+        const double cells = double(side) / (gap + 1);
         if (double(placeable) > cells * cells) return;
-        const bool useProbes = placeable >= kProbeChartCount;
-        for (int w = 0; w < workers; ++w)
-            mAttempts.emplace_back(
-                new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation, useProbes, frameLimit));
+        mAttempts.resize(workers);
     }
 
     bool Valid() const { return !mAttempts.empty(); }
-    int Grid() const { return mGrid; }
 
     // The largest scale that packs: the scale search from `guess`, or climbing from `seed`
     // (a scale known to pack on a coarser grid or in fewer directions; 0 for none), ends
@@ -285,7 +270,9 @@ public:
     // a success; the variant ladder then climbs with `budget.refine` more. Returns the
     // best success (success false if none).
     PackAttemptResult Pack(double guess, double seed, double precision, PackBudget budget, double texArea) {
-        ScaleSearch search(guess, mMaxScale, mGrid, precision);
+        const double start = seed > 0 ? seed : guess;
+        Draw(start);
+        ScaleSearch search(guess, mShapes.PixelScale() / mShapes.SmallestSide(), precision);
         if (seed > 0) search.Seed(seed);
         PackAttemptResult best = Search(search, texArea, budget.search);
         Refine(search, best, budget.refine);
@@ -293,6 +280,29 @@ public:
     }
 
 private:
+    // Draws the images again when `scale` would need a square larger than the grid, or
+    // one so much smaller that the pixels would be coarser than the grid's.
+    void Draw(double scale) {
+        const double side = mShapes.Built() ? mShapes.PixelScale() / scale : 0;
+        if (side > mSide + 1e-6 || side < kRedrawShare * mSide) mShapes.Build(scale * mSide, mWorkers);
+    }
+    // The square that puts the charts at `scale` or just below it.
+    int SideFor(double scale) const {
+        const double side = std::ceil(mShapes.PixelScale() / scale - 1e-9);
+        return static_cast<int>(std::min<double>(mSide, std::max<double>(mShapes.SmallestSide(), side)));
+    }
+    std::vector<int> Sides(const std::vector<double>& scales) {
+        double lowest = scales[0];
+        for (double s : scales) lowest = std::min(lowest, s);
+        Draw(lowest);
+        std::vector<int> sides;
+        for (double s : scales) {
+            const int side = SideFor(s);
+            if (std::find(sides.begin(), sides.end(), side) == sides.end()) sides.push_back(side);
+        }
+        return sides;
+    }
+
     // Runs the scale search to its end; returns the best success (success false if none).
     PackAttemptResult Search(ScaleSearch& search, double texArea, int attemptLimit) {
         PackAttemptResult best;
@@ -300,15 +310,19 @@ private:
         int attemptCount = 0;
         while (!search.Done()) {
             if (attemptCount >= (search.HasSuccess() ? attemptLimit : attemptLimitWithoutSuccess)) break;
-            const std::vector<double> scales = search.Propose(static_cast<int>(mAttempts.size()));
+            const std::vector<int> sides = Sides(search.Propose(static_cast<int>(mAttempts.size())));
             std::vector<PackAttemptResult> results =
-                RunAttempts(mAttempts, scales, std::vector<PackVariant>(scales.size()));
+                RunAttempts(mAttempts, mShapes, sides, std::vector<PackVariant>(sides.size()));
+            bool progress = false;
             for (PackAttemptResult& r : results) {
                 ++attemptCount;
                 _LogDetail("PackUVAtlas: update discrete = ", r.scale, " utilization ", r.scale * r.scale * texArea,
                            r.success ? " placed" : " no room");
-                if (search.Record(r)) best = std::move(r);
+                progress = search.Record(r) || progress;
+                if (r.success && (!best.success || r.scale > best.scale)) best = std::move(r);
             }
+            // A square a pixel apart from the best is as far as this grid can tell.
+            if (best.success && sides.size() == 1 && sides[0] == best.side && !progress) break;
         }
         return best;
     }
@@ -327,23 +341,27 @@ private:
         const size_t variantCount = sizeof(kVariants) / sizeof(kVariants[0]);
         const int workers = static_cast<int>(mAttempts.size());
         double step = kRefineStep;
-        while (best.success && budget > 0 && best.scale < mMaxScale && step > kRefineMinStep) {
+        while (best.success && budget > 0 && best.side > mShapes.SmallestSide() && step > kRefineMinStep) {
             // With attempts for a few rungs, a step past a failure of the search pays off
             // more often than not; with fewer, the middle of the bracket is the surer gain.
             const double failed = search.LowestFailure();
-            double next = std::min(best.scale * step, mMaxScale);
+            double next = best.scale * step;
             if (failed > best.scale && failed < next && budget < 2 * static_cast<int>(variantCount))
                 next = std::sqrt(best.scale * failed);
+            // The images were drawn for the best scale or a lower one: a larger scale is a
+            // smaller square, at least a pixel smaller.
+            const int side = std::min(best.side - 1, SideFor(next));
+            const double scale = mShapes.PixelScale() / side;
             bool placed = false;
             // The search's own variant already failed at or below this scale.
-            for (size_t v = next >= failed ? 1 : 0; v < variantCount && !placed && budget > 0;) {
-                std::vector<double> scales;
+            for (size_t v = scale >= failed ? 1 : 0; v < variantCount && !placed && budget > 0;) {
+                std::vector<int> sides;
                 std::vector<PackVariant> variants;
                 for (int w = 0; w < workers && v < variantCount && budget > 0; ++w, ++v, --budget) {
-                    scales.push_back(next);
+                    sides.push_back(side);
                     variants.push_back(kVariants[v]);
                 }
-                std::vector<PackAttemptResult> results = RunAttempts(mAttempts, scales, variants);
+                std::vector<PackAttemptResult> results = RunAttempts(mAttempts, mShapes, sides, variants);
                 for (PackAttemptResult& r : results) {
                     if (r.success && !placed) {
                         placed = true;
@@ -356,9 +374,10 @@ private:
         }
     }
 
-    int mGrid;
-    double mMaxScale = kNoScale;
-    std::vector<std::unique_ptr<ChartPackAttempt>> mAttempts;
+    ChartShapeSet mShapes;
+    int mSide;
+    int mWorkers;
+    std::vector<ChartPackAttempt> mAttempts;
 };
 
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
@@ -381,7 +400,6 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
         texArea += charts[k].area;
     }
-    const double longestSide = LongestSide(charts);
     if (!(texArea > 0) || !std::isfinite(texArea)) {
         _LogFailure("PackAtlas: invalid texArea: ", texArea);
         return STATUS_FAILED;
@@ -392,10 +410,13 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const int workers = options.threadCount > 1 ? 2 : 1;
     const int searchLimit = workers > 1 ? 8 : 6;
     const double guess = std::sqrt(0.6 / texArea);
-    const int grid = GridSize(options.resolution);
+    const int grid = FineSide(options.resolution);
+    const int gap = GapPixels(options.gapTexels, grid, options.resolution);
+    const int coarseGrid = grid / 2;
     PackAttemptResult best;
     int bestGrid = grid;
     int bestFrames = frameCount;
+    bool tiltedPass = false;
     // Keeps a pass's result when it reaches at least the best scale so far.
     auto keep = [&](PackAttemptResult&& r, int fromGrid, int frames) {
         if (!r.success || (best.success && r.scale < best.scale)) return;
@@ -405,14 +426,13 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     };
     auto fill = [texArea](const PackAttemptResult& r) { return r.scale * r.scale * texArea; };
 
-    // The search for the limit runs first on a grid of texels, where an attempt costs
-    // a quarter; the finer grid then starts from that scale and only climbs.
-    if (grid > options.resolution) {
-        GridPacking coarse(chartTriangles, charts, placeable, options.resolution, longestSide, options, workers,
-                           frameCount);
+    // The search for the limit runs first on a grid of half the side, where an attempt
+    // costs a quarter; the finer grid then starts from that scale and only climbs.
+    {
+        GridPacking coarse(chartTriangles, charts, placeable, coarseGrid,
+                           GapPixels(options.gapTexels, coarseGrid, options.resolution), options, workers, frameCount);
         if (coarse.Valid())
-            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, 0}, texArea), coarse.Grid(),
-                 frameCount);
+            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, 0}, texArea), coarseGrid, frameCount);
     }
     // On the finer grid, one worker stops once the limit is known to about a percent of
     // scale (two of fill): near the limit success is a matter of luck and a further
@@ -423,7 +443,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     if (best.success && !small && fill(best) >= kGoodFill) {
         _LogDetail("PackUVAtlas: texel grid fill ", fill(best), " is enough");
     } else {
-        GridPacking fine(chartTriangles, charts, placeable, grid, longestSide, options, workers, frameCount);
+        GridPacking fine(chartTriangles, charts, placeable, grid, gap, options, workers, frameCount);
         if (!fine.Valid() && !best.success) {
             _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
                         " texels in a square of ", options.resolution);
@@ -437,9 +457,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     }
     if (best.success && options.allowRotation && frameCount < kSecondPassFrames && fill(best) < kPoorFill) {
         _LogDetail("PackUVAtlas: fill ", fill(best), ", second pass with charts turned by an eighth");
+        tiltedPass = true;
         for (PreparedChart& c : charts) SetFrames(c, kSecondPassFrames);
-        GridPacking tilted(chartTriangles, charts, placeable, grid, LongestSide(charts), options, workers,
-                           kSecondPassFrames);
+        GridPacking tilted(chartTriangles, charts, placeable, grid, gap, options, workers, kSecondPassFrames);
         if (tilted.Valid())
             keep(tilted.Pack(guess, best.scale, finePrecision, {kSecondPassSearch, kSecondPassRefine}, texArea), grid,
                  kSecondPassFrames);
@@ -449,7 +469,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    const double pixelScale = best.scale * bestGrid;
+    const double pixelScale = best.pixelScale;
     for (size_t k = 0; k < chartCount; ++k) {
         const PreparedChart& c = charts[k];
         if (c.Empty()) continue;
@@ -462,8 +482,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
             double x, y;
             _TurnPoint(local[i] * pixelScale + frame.offsetX, local[i + 1] * pixelScale + frame.offsetY, p.turns & 3,
                        frame, x, y);
-            uv[i] = (x + p.x) / bestGrid;
-            uv[i + 1] = (y + p.y) / bestGrid;
+            uv[i] = (x + p.x) / best.side;
+            uv[i + 1] = (y + p.y) / best.side;
         }
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -473,6 +493,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         stats->scale = best.scale;
         stats->workResolution = bestGrid;
         stats->directions = options.allowRotation ? 4 * std::min(bestFrames, kMaxFrames) : 1;
+        stats->tiltedPass = tiltedPass;
         stats->seconds = seconds;
     }
     return STATUS_SUCCESS;

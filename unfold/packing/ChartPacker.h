@@ -17,8 +17,10 @@ struct ChartPackOptions {
 struct ChartPackStats {
     double utilization = 0;    // total triangle area of the packed charts (the square has area 1)
     double scale = 0;          // common factor applied to every chart
-    int workResolution = 0;    // pixels per side of the occupancy grid the charts were placed in
+    int workResolution = 0;    // pixels per side of the occupancy grid the charts were placed in (the
+                               // square they filled may be a little smaller)
     int directions = 0;        // directions each chart could take in that packing (1 without rotation)
+    bool tiltedPass = false;   // a second pass with charts also turned by an eighth of a turn ran
     double seconds = 0;        // wall time of the call
 };
 
