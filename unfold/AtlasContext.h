@@ -17,6 +17,10 @@ struct AtlasSettings {
     int threadCount = 0;          // 0: derived from the processor count
     int resolution = 1024;        // packing texture size
     int gapTexels = 1;            // packing gap
+    // Page mode: texels per unit of surface length (0: one page at the largest scale)
+    // and the most pages it may fill (0: no limit).
+    double texelsPerUnit = 0.0;
+    int maxPages = 0;
 };
 
 // Every chart accepted so far, with its (u, v) pairs and, for a stable output

@@ -10,6 +10,7 @@
 #include "foundation/LogLine.h"
 #include "unfold/AtlasContext.h"
 #include "unfold/AtlasStatistics.h"
+#include "unfold/packing/PageAtlas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -145,7 +146,7 @@ void LogStatistics(double seconds) {
 
 int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCoords, std::vector<int>* faceTexIds,
              bool needInitSplit, const std::vector<std::vector<int>>* initSplitLines, const AtlasSettings& settings,
-             UVAtlasReport* report) {
+             UVAtlasReport* report, std::vector<int>* facePages = nullptr) {
     const double startTime = Profiler::GetTime();
     ApiProgress& progress = ApiProgress::Get();
     progress.SetProgress(0.0);
@@ -268,23 +269,44 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         chartCoords[i].swap(charts.texCoords[order[i]]);
     }
 
-    status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    // Page mode may split charts too large for a page: the list then grows by their pieces.
+    PageAtlas pages;
+    if (settings.texelsPerUnit > 0.0) {
+        PagePackOptions pageOptions;
+        pageOptions.resolution = settings.resolution;
+        pageOptions.gapTexels = settings.gapTexels;
+        pageOptions.maxPages = settings.maxPages;
+        pageOptions.threadCount = 2;
+        status = _PackAtlasPages(chartMeshes, chartCoords, settings.texelsPerUnit, 1.0 / frame.scale, pageOptions,
+                                 pages);
+    } else {
+        status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    }
     if (status != STATUS_SUCCESS) return status;
     progress.SetProgress(0.975);
 
-    _LogDetail("UnfoldMesh::GenerateUVAtlas: final chart count=", chartTotal);
-    std::vector<int> offset(chartTotal + 1, 0);
-    for (size_t i = 0; i < chartTotal; ++i) offset[i + 1] = offset[i] + chartMeshes[i]->GetVertexCount();
+    const size_t packedTotal = chartMeshes.size();
+    _LogDetail("UnfoldMesh::GenerateUVAtlas: final chart count=", packedTotal);
+    std::vector<int> offset(packedTotal + 1, 0);
+    for (size_t i = 0; i < packedTotal; ++i) offset[i + 1] = offset[i] + chartMeshes[i]->GetVertexCount();
     texCoords->clear();
-    texCoords->reserve(2 * static_cast<size_t>(offset[chartTotal]));
+    texCoords->reserve(2 * static_cast<size_t>(offset[packedTotal]));
     for (const std::vector<double>& coords : chartCoords) texCoords->insert(texCoords->end(), coords.begin(), coords.end());
     faceTexIds->clear();
     faceTexIds->reserve(3 * static_cast<size_t>(faceCount));
+    if (facePages != nullptr) facePages->assign(faceCount, 0);
     double uvArea = 0.0;
     for (int f = 0; f < faceCount; ++f) {
         int chart = rank[placement[f].first];
+        int triangle = placement[f].second;
+        if (!pages.moved.empty() && !pages.moved[chart].empty()) {
+            const std::pair<int, int> piece = pages.moved[chart][triangle];
+            chart = piece.first;
+            triangle = piece.second;
+        }
+        if (facePages != nullptr && !pages.chartPage.empty()) (*facePages)[f] = pages.chartPage[chart];
         int ids[3];
-        chartMeshes[chart]->GetTriangleVertexIds(placement[f].second, ids);
+        chartMeshes[chart]->GetTriangleVertexIds(triangle, ids);
         for (int id : ids) faceTexIds->push_back(offset[chart] + id);
         const double* t0 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[0])];
         const double* t1 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[1])];
@@ -296,8 +318,9 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     const double seconds = Profiler::GetTime() - startTime;
     LogStatistics(seconds);
     if (report != nullptr) {
-        report->chartCount = static_cast<int>(chartTotal);
-        report->utilization = uvArea;
+        report->chartCount = static_cast<int>(packedTotal);
+        report->pageCount = std::max(1, pages.pageCount);
+        report->utilization = uvArea / report->pageCount;
         report->seconds = seconds;
     }
     return STATUS_SUCCESS;
@@ -325,7 +348,8 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, int chartCount, std::ve
 int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
                                 std::vector<double>* texCoords, std::vector<int>* faceTexIds,
                                 UVAtlasReport* report) {
-    if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0) {
+    if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0 || !(options.texelsPerUnit >= 0.0) ||
+        !std::isfinite(options.texelsPerUnit) || options.maxPages < 0) {
         _LogFailure("UnfoldMesh::GenerateUVAtlas invalid input parameters");
         return STATUS_INVALID_INPUT;
     }
@@ -335,10 +359,12 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.threadCount = options.threadCount;
     settings.resolution = options.resolution;
     settings.gapTexels = options.gapTexels;
+    settings.texelsPerUnit = options.texelsPerUnit;
+    settings.maxPages = options.maxPages;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,
-                    report);
+                    report, options.facePages);
 }
 
 }  // namespace ORVO

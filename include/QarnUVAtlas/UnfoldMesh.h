@@ -29,6 +29,19 @@ struct ORVO_API UVAtlasOptions {
     int threadCount = 0;
     // Optional cut lines (input vertex ids along mesh edges) applied first.
     const std::vector<std::vector<int>>* initSplitLines = nullptr;
+
+    // Page mode (fixed texel density over several pages). With texelsPerUnit > 0 every
+    // chart gets that many texels (of `resolution` per page side) per unit of surface
+    // length, in the mesh's own units, and is never shrunk: the charts fill as many
+    // resolution x resolution pages as they need, each page a unit square of texture
+    // coordinates of its own. A chart larger than a page is split along triangle edges.
+    // 0 (the default) packs every chart into one unit square at the largest scale.
+    double texelsPerUnit = 0.0;
+    // Most pages page mode may fill; 0 for no limit. Needing more fails with -3.
+    int maxPages = 0;
+    // Output when not null: the page of every input face (3 corners share it), all 0
+    // outside page mode; written only on success.
+    std::vector<int>* facePages = nullptr;
 };
 
 // What an options-form call produced.
@@ -36,6 +49,8 @@ struct ORVO_API UVAtlasReport {
     int chartCount = 0;        // charts in the atlas
     double utilization = 0.0;  // total UV triangle area / unit square
     double seconds = 0.0;      // wall time of the call
+    int pageCount = 1;         // pages filled (page mode; 1 otherwise); utilization is then
+                               // the total UV area over all pages' area
 };
 
 class ORVO_API UnfoldMesh {
@@ -55,7 +70,11 @@ public:
 
     // Options form: the same pipeline with the texture resolution and gap,
     // strict mode and thread count of `options`; fills `report` when not null.
-    // Returns as the plain form.
+    // In page mode (options.texelsPerUnit > 0) the (u, v) of each face lie in the
+    // unit square of its page, given in options.facePages when asked for.
+    // Returns as the plain form; -2 also for a negative or non-finite texelsPerUnit
+    // or a negative maxPages; -3 also when page mode needs more than maxPages pages or
+    // meets a single triangle larger than a page.
     static int GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
                                std::vector<double>* texCoords, std::vector<int>* faceTexIds,
                                UVAtlasReport* report = nullptr);

@@ -1,6 +1,7 @@
 // qarnuv: the command-line face of the library.
 //   qarnuv unwrap IN OUT [--charts N | --auto] [--resolution R] [--gap T]
 //                        [--threads N] [--preview atlas.png] [--json]
+//                        [--texels-per-unit D [--max-pages N]]
 //   qarnuv stats ATLAS [--json]
 //   qarnuv demo [--out DIR]
 // Exit status 0 on success; otherwise one "qarnuv: error: ..." line on
@@ -37,6 +38,12 @@ int main(int argc, char** argv) {
     unwrapApp->add_option("--preview-size", unwrap.settings.previewSize, "preview width and height in pixels (default 1024)")
         ->check(CLI::Range(64, 16384));
     unwrapApp->add_flag("--json", unwrap.json, "print the summary as one JSON line");
+    unwrapApp->add_option("--texels-per-unit", unwrap.settings.texelsPerUnit,
+                          "page mode: texels per unit of surface length; charts keep that density over as many "
+                          "pages as they need (previews and OBJ groups per page)")
+        ->check(CLI::PositiveNumber);
+    unwrapApp->add_option("--max-pages", unwrap.settings.maxPages, "page mode: most pages to fill (default: no limit)")
+        ->check(CLI::Range(1, 1000000));
 
     qarnuv::StatsCommand stats;
     CLI::App* statsApp = app.add_subcommand("stats", "quality figures of an atlas file (any tool's)");

@@ -4,18 +4,10 @@
 
 namespace ORVO {
 
-PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, const PackVariant& variant) {
-    PackAttemptResult result;
-    result.pixelScale = shapes.PixelScale();
-    result.side = side;
-    result.scale = shapes.PixelScale() / side;
+std::vector<int> ChartPackAttempt::Order(const ChartShapeSet& shapes, const PackVariant& variant) {
     std::vector<int> order;
-    long long totalPixels = 0;
-    for (size_t k = 0; k < shapes.ChartCount(); ++k) {
-        if (shapes.Directions(k) == 0) continue;
-        order.push_back(static_cast<int>(k));
-        totalPixels += shapes.Shape(k, 0).grownCount;
-    }
+    for (size_t k = 0; k < shapes.ChartCount(); ++k)
+        if (shapes.Directions(k) > 0) order.push_back(static_cast<int>(k));
     // Largest first: small charts then fill the gaps the large ones leave.
     auto key = [&shapes, &variant](int a) -> long long {
         const ChartShape& s = shapes.Shape(a, 0);
@@ -26,38 +18,59 @@ PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, c
         }
     };
     std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return key(a) > key(b); });
+    return order;
+}
 
+void ChartPackAttempt::ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order,
+                                 std::vector<int>& squareCap) {
     // Largest probe square among the charts still to come, for the grid's square map.
-    std::vector<int> squareCap(order.size() + 1, 1);
+    squareCap.assign(order.size() + 1, 1);
     for (size_t i = order.size(); i-- > 0;) squareCap[i] = std::max(squareCap[i + 1], shapes.Shape(order[i], 0).square);
     mGrid.Reset(side, shapes.Gap(), shapes.LongestRun(), shapes.LongestColumn(),
                 shapes.UsesProbes() ? squareCap[0] : 0);
+}
+
+int ChartPackAttempt::FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x,
+                                   int& y) const {
+    const int turnCount = shapes.Directions(k);
+    const ChartShape* candidates[kMaxDirections];
+    int keys[kMaxDirections];
+    for (int d = 0; d < turnCount; ++d) {
+        candidates[d] = &shapes.Shape(k, d);
+        switch (variant.rule) {
+            case PlacementRule::LowestBottom: keys[d] = 0; break;
+            case PlacementRule::LowestTop: keys[d] = 16 * candidates[d]->height; break;
+            default: keys[d] = candidates[d]->meanRow16; break;
+        }
+    }
+    return mGrid.FindLowestPosition(candidates, turnCount, keys, x, y);
+}
+
+PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, const PackVariant& variant) {
+    PackAttemptResult result;
+    result.pixelScale = shapes.PixelScale();
+    result.side = side;
+    result.scale = shapes.PixelScale() / side;
+    const std::vector<int> order = Order(shapes, variant);
+    long long totalPixels = 0;
+    for (int k : order) totalPixels += shapes.Shape(k, 0).grownCount;
+    std::vector<int> squareCap;
+    ResetGrid(shapes, side, order, squareCap);
 
     result.placements.assign(shapes.ChartCount(), ChartPlacement());
     long long placedPixels = 0;
     for (size_t i = 0; i < order.size(); ++i) {
         const int k = order[i];
-        const int turnCount = shapes.Directions(k);
-        const ChartShape* candidates[kMaxDirections];
-        for (int t = 0; t < turnCount; ++t) candidates[t] = &shapes.Shape(k, t);
         mGrid.LowerSquareCap(squareCap[i]);
         int x = 0, y = 0;
-        int keys[kMaxDirections];
-        for (int d = 0; d < turnCount; ++d) {
-            switch (variant.rule) {
-                case PlacementRule::LowestBottom: keys[d] = 0; break;
-                case PlacementRule::LowestTop: keys[d] = 16 * candidates[d]->height; break;
-                default: keys[d] = candidates[d]->meanRow16; break;
-            }
-        }
-        const int t = mGrid.FindLowestPosition(candidates, turnCount, keys, x, y);
+        const int t = FindPosition(shapes, k, variant, x, y);
         if (t < 0) {
             result.success = false;
             result.usedHeight = side;
             result.placedFraction = totalPixels > 0 ? double(placedPixels) / double(totalPixels) : 0.0;
             return result;
         }
-        mGrid.Place(*candidates[t], x, y);
+        mGrid.Place(shapes.Shape(k, t), x, y);
         placedPixels += shapes.Shape(k, 0).grownCount;
         result.placements[k] = {t, x, y};
     }
@@ -65,6 +78,29 @@ PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, c
     result.usedHeight = mGrid.UsedHeight();
     result.placedFraction = 1.0;
     return result;
+}
+
+int ChartPackAttempt::FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
+                               std::vector<ChartPlacement>& placements) {
+    const PackVariant variant;
+    std::vector<int> order;
+    for (int k : Order(shapes, variant))
+        if (pending[k]) order.push_back(k);
+    std::vector<int> squareCap;
+    ResetGrid(shapes, side, order, squareCap);
+    int placed = 0;
+    for (size_t i = 0; i < order.size(); ++i) {
+        const int k = order[i];
+        mGrid.LowerSquareCap(squareCap[i]);
+        int x = 0, y = 0;
+        const int t = FindPosition(shapes, k, variant, x, y);
+        if (t < 0) continue;
+        mGrid.Place(shapes.Shape(k, t), x, y);
+        placements[k] = {t, x, y};
+        pending[k] = 0;
+        ++placed;
+    }
+    return placed;
 }
 
 }  // namespace ORVO

@@ -10,12 +10,6 @@
 
 namespace ORVO {
 
-struct ChartPlacement {
-    int turns = 0;  // direction: frame turns / 4, then (turns & 3) quarter turns of its image
-    int x = 0;      // grid pixel of the image's pixel (0, 0)
-    int y = 0;
-};
-
 struct PackAttemptResult {
     double scale = 0;           // chart units to the unit square: pixelScale / side
     double pixelScale = 0;      // pixels per chart unit of the shapes placed
@@ -54,7 +48,22 @@ public:
     // the first chart that finds no room.
     PackAttemptResult Run(const ChartShapeSet& shapes, int side, const PackVariant& variant = PackVariant());
 
+    // Fills one page: places, largest first, every chart still marked in `pending` that
+    // finds room in an empty square of `side` pixels, writes its placement and clears its
+    // mark. Returns the number of charts placed.
+    int FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
+                 std::vector<ChartPlacement>& placements);
+
 private:
+    // The charts with points, largest first by the variant's measure.
+    static std::vector<int> Order(const ChartShapeSet& shapes, const PackVariant& variant);
+    // Resets the grid for the charts of `order` (placed in that order) in a square of `side`;
+    // fills squareCap[i], the largest probe square among order[i..].
+    void ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order, std::vector<int>& squareCap);
+    // The lowest position of chart k by the variant's rule among its directions; returns
+    // the direction and writes the position, or -1 when none fits.
+    int FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x, int& y) const;
+
     AtlasGrid mGrid;
 };
 

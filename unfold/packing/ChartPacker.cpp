@@ -1,7 +1,6 @@
 #include "unfold/packing/ChartPacker.h"
 
 #include "foundation/LogLine.h"
-#include "unfold/packing/ChartOrientation.h"
 #include "unfold/packing/ChartPackAttempt.h"
 #include "unfold/packing/ChartShapeSet.h"
 #include "unfold/packing/TwoThreads.h"
@@ -19,37 +18,6 @@ namespace {
 
 constexpr double kNoScale = std::numeric_limits<double>::max();
 
-bool ValidInput(const std::vector<std::vector<int>>& chartTriangles, const std::vector<std::vector<double>>& chartUVs) {
-    if (chartTriangles.empty() || chartTriangles.size() != chartUVs.size()) {
-        _LogFailure("PackUVAtlas: singleRegionList.empty() || singleRegionList.size() != texCoordList.size()");
-        return false;
-    }
-    for (size_t k = 0; k < chartUVs.size(); ++k) {
-        const std::vector<double>& uv = chartUVs[k];
-        const std::vector<int>& tris = chartTriangles[k];
-        const long long n = static_cast<long long>(uv.size() / 2);
-        bool ok = uv.size() % 2 == 0 && tris.size() % 3 == 0 && n <= INT_LARGE;
-        for (size_t i = 0; ok && i < uv.size(); ++i) ok = std::isfinite(uv[i]);
-        for (size_t i = 0; ok && i < tris.size(); ++i) ok = tris[i] >= 0 && tris[i] < n;
-        if (!ok) {
-            _LogFailure("PackUVAtlas: invalid chart ", k, " (odd coordinate count, bad index or non-finite value)");
-            return false;
-        }
-    }
-    return true;
-}
-
-// Few charts are placed in twelve directions (three frames a third of a quarter turn
-// apart): with so few, how each one lies decides much of the fill, and the extra shapes
-// cost little. Four frames did no better than three.
-constexpr size_t kTiltedChartLimit = 64;
-constexpr int kTiltedFrames = 3;
-
-// Probe squares (and the grid's square map behind them) pay off only when many small
-// charts search a crowded grid; with fewer charts, keeping the map up to date costs
-// more than the searches it shortens.
-constexpr size_t kProbeChartCount = 150;
-
 // Inputs under this many triangles pack in milliseconds: they get every attempt.
 constexpr size_t kSmallInputTriangles = 20000;
 
@@ -63,58 +31,6 @@ constexpr double kPoorFill = 0.70;
 constexpr int kSecondPassFrames = 2;
 constexpr int kSecondPassSearch = 4;
 constexpr int kSecondPassRefine = 2;
-
-// Replaces the frames after frames[0] by `frameCount` - 1 frames turned from it by
-// equal steps that divide a quarter turn.
-void SetFrames(PreparedChart& c, int frameCount) {
-    if (c.Empty()) return;
-    c.frames.resize(1);
-    for (int f = 1; f < frameCount; ++f) c.frames.push_back(_TurnedFrame(c.frames[0], 0.5 * ORVO_PI * f / frameCount));
-}
-
-PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate,
-                           int frameCount) {
-    PreparedChart c;
-    const int n = static_cast<int>(uv.size() / 2);
-    if (n == 0) return c;
-    for (size_t t = 0; t + 2 < tris.size(); t += 3) {
-        const double* a = &uv[2 * tris[t]];
-        const double* b = &uv[2 * tris[t + 1]];
-        const double* d = &uv[2 * tris[t + 2]];
-        c.area += 0.5 * std::fabs((b[0] - a[0]) * (d[1] - a[1]) - (b[1] - a[1]) * (d[0] - a[0]));
-    }
-    ChartFrame start;
-    start.local = uv;
-    double angle = 0;
-    if (rotate) {
-        const HullRectangle rect = _MinimalAreaRectangle(uv.data(), _ConvexHull2D(uv.data(), n));
-        // Rotation onto the rectangle's axes: (u, v) -> (a . p, a_perp . p), determinant +1.
-        angle = -std::atan2(rect.axisY, rect.axisX);
-    }
-    c.frames.push_back(_TurnedFrame(start, angle));
-    if (rotate) SetFrames(c, frameCount);
-    c.outline = _MakeChartOutline(tris, c.frames[0].local.data());
-    if (c.frames[0].extentU == 0 && c.frames[0].extentV == 0)
-        _LogDetail("PackUVAtlas: add diameter: chart ", index, " is a single point and gets one pixel");
-    return c;
-}
-
-// Side of the finest occupancy grid. Up to 1024 texels it is two pixels or more a
-// texel: finer than the texture, the conservative cover of chart borders wastes less.
-// Up to 2048 texels it is one pixel a texel. Above, the side grows with the square root
-// of the texture's side (the pixels, and with them the time, with its side), so that a
-// 4096 or 8192 texture takes about twice or four times the time of a 1024 one; the gap
-// then rounds up to a whole pixel, more than asked.
-int FineSide(int resolution) {
-    if (resolution <= 1024) return resolution * std::max(2, 2048 / resolution);
-    if (resolution <= 2048) return resolution;
-    return std::min(kMaxGridSize, static_cast<int>(std::lround(2048 * std::sqrt(resolution / 2048.0))));
-}
-
-// The gap in pixels of a grid of `side` pixels over the texture, rounded up.
-int GapPixels(int gapTexels, int side, int resolution) {
-    return static_cast<int>(std::ceil(double(gapTexels) * side / resolution - 1e-9));
-}
 
 // Largest scale that still packs: each round proposes one scale per worker from what
 // the earlier attempts showed (bracket, rows used, share placed before failing).
@@ -253,7 +169,7 @@ public:
     // at which `gap` pixels are the gap asked.
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
                 size_t placeable, int side, int gap, const ChartPackOptions& options, int workers, int frameLimit)
-        : mShapes(chartTriangles, charts, gap, options.allowRotation, placeable >= kProbeChartCount, frameLimit),
+        : mShapes(chartTriangles, charts, gap, options.allowRotation, _ProbesPay(placeable), frameLimit),
           mSide(side), mWorkers(workers) {
         // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the
         // grid can never be placed.
@@ -383,7 +299,7 @@ private:
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                const ChartPackOptions& options, ChartPackStats* stats) {
     const auto start = std::chrono::steady_clock::now();
-    if (!ValidInput(chartTriangles, chartUVs)) return STATUS_INVALID_INPUT;
+    if (!_ValidChartLists(chartTriangles, chartUVs)) return STATUS_INVALID_INPUT;
     if (options.resolution < 1 || options.gapTexels < 0) {
         _LogFailure("PackUVAtlas: invalid resolution or gap: ", options.resolution, " ", options.gapTexels);
         return STATUS_INVALID_INPUT;
@@ -395,9 +311,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     // Charts with at least one point; the others get no place.
     size_t placeable = 0;
     for (const std::vector<double>& uv : chartUVs) placeable += uv.empty() ? 0 : 1;
-    const int frameCount = placeable <= kTiltedChartLimit ? kTiltedFrames : 1;
+    const int frameCount = _FramesFor(placeable);
     for (size_t k = 0; k < chartCount; ++k) {
-        charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
+        charts[k] = _PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
         texArea += charts[k].area;
     }
     if (!(texArea > 0) || !std::isfinite(texArea)) {
@@ -410,8 +326,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const int workers = options.threadCount > 1 ? 2 : 1;
     const int searchLimit = workers > 1 ? 8 : 6;
     const double guess = std::sqrt(0.6 / texArea);
-    const int grid = FineSide(options.resolution);
-    const int gap = GapPixels(options.gapTexels, grid, options.resolution);
+    const int grid = _FineGridSide(options.resolution);
+    const int gap = _GapPixels(options.gapTexels, grid, options.resolution);
     const int coarseGrid = grid / 2;
     PackAttemptResult best;
     int bestGrid = grid;
@@ -430,7 +346,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     // costs a quarter; the finer grid then starts from that scale and only climbs.
     {
         GridPacking coarse(chartTriangles, charts, placeable, coarseGrid,
-                           GapPixels(options.gapTexels, coarseGrid, options.resolution), options, workers, frameCount);
+                           _GapPixels(options.gapTexels, coarseGrid, options.resolution), options, workers, frameCount);
         if (coarse.Valid())
             keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, 0}, texArea), coarseGrid, frameCount);
     }
@@ -458,7 +374,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     if (best.success && options.allowRotation && frameCount < kSecondPassFrames && fill(best) < kPoorFill) {
         _LogDetail("PackUVAtlas: fill ", fill(best), ", second pass with charts turned by an eighth");
         tiltedPass = true;
-        for (PreparedChart& c : charts) SetFrames(c, kSecondPassFrames);
+        for (PreparedChart& c : charts) _SetFrames(c, kSecondPassFrames);
         GridPacking tilted(chartTriangles, charts, placeable, grid, gap, options, workers, kSecondPassFrames);
         if (tilted.Valid())
             keep(tilted.Pack(guess, best.scale, finePrecision, {kSecondPassSearch, kSecondPassRefine}, texArea), grid,
@@ -469,23 +385,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    const double pixelScale = best.pixelScale;
-    for (size_t k = 0; k < chartCount; ++k) {
-        const PreparedChart& c = charts[k];
-        if (c.Empty()) continue;
-        const ChartPlacement& p = best.placements[k];
-        const ChartFrame& turned = c.frames[p.turns / 4];
-        const std::vector<double>& local = turned.local;
-        const PixelFrame frame = _MakePixelFrame(turned, pixelScale);
-        std::vector<double>& uv = chartUVs[k];
-        for (size_t i = 0; i + 1 < uv.size(); i += 2) {
-            double x, y;
-            _TurnPoint(local[i] * pixelScale + frame.offsetX, local[i + 1] * pixelScale + frame.offsetY, p.turns & 3,
-                       frame, x, y);
-            uv[i] = (x + p.x) / best.side;
-            uv[i + 1] = (y + p.y) / best.side;
-        }
-    }
+    for (size_t k = 0; k < chartCount; ++k)
+        if (!charts[k].Empty()) _WritePlacedChart(charts[k], best.placements[k], best.pixelScale, best.side, chartUVs[k]);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     _LogDetail("UnfoldMesh::PackAtlas time: ", seconds);
     if (stats) {
@@ -500,6 +401,23 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
 }
 
 }  // namespace
+
+// Side of the finest occupancy grid. Up to 1024 texels it is two pixels or more a
+// texel: finer than the texture, the conservative cover of chart borders wastes less.
+// Up to 2048 texels it is one pixel a texel. Above, the side grows with the square root
+// of the texture's side (the pixels, and with them the time, with its side), so that a
+// 4096 or 8192 texture takes about twice or four times the time of a 1024 one; the gap
+// then rounds up to a whole pixel, more than asked.
+int _FineGridSide(int resolution) {
+    if (resolution <= 1024) return resolution * std::max(2, 2048 / resolution);
+    if (resolution <= 2048) return resolution;
+    return std::min(kMaxGridSize, static_cast<int>(std::lround(2048 * std::sqrt(resolution / 2048.0))));
+}
+
+// The gap in pixels of a grid of `side` pixels over the texture, rounded up.
+int _GapPixels(int gapTexels, int side, int resolution) {
+    return static_cast<int>(std::ceil(double(gapTexels) * side / resolution - 1e-9));
+}
 
 int _PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                 const ChartPackOptions& options, ChartPackStats* stats) {

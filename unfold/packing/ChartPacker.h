@@ -33,4 +33,10 @@ struct ChartPackStats {
 int _PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                 const ChartPackOptions& options, ChartPackStats* stats);
 
+// Side in pixels of the finest occupancy grid the packer uses for a texture of
+// `resolution` texels, and the gap in whole pixels of a grid of `side` pixels over it
+// (rounded up, never down).
+int _FineGridSide(int resolution);
+int _GapPixels(int gapTexels, int side, int resolution);
+
 }  // namespace ORVO

@@ -8,9 +8,21 @@
 #include "unfold/packing/PreparedChart.h"
 
 #include <array>
+#include <cstddef>
 #include <vector>
 
 namespace ORVO {
+
+// Frames a chart gets among `placeable` charts. Few charts are placed in twelve
+// directions (three frames a third of a quarter turn apart): with so few, how each one
+// lies decides much of the fill, and the extra shapes cost little. Four frames did no
+// better than three.
+inline int _FramesFor(size_t placeable) { return placeable <= 64 ? 3 : 1; }
+
+// Whether shapes among `placeable` charts carry probe squares. They (and the grid's
+// square map behind them) pay off only when many small charts search a crowded grid;
+// with fewer charts, keeping the map up to date costs more than the searches it shortens.
+inline bool _ProbesPay(size_t placeable) { return placeable >= 150; }
 
 class ChartShapeSet {
 public:

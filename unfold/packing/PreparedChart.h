@@ -4,6 +4,7 @@
 
 #include "unfold/packing/ChartOutline.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace ORVO {
@@ -45,6 +46,33 @@ struct PixelFrame {
 
 // The pixel box of one frame of a chart.
 PixelFrame _MakePixelFrame(const ChartFrame& frame, double pixelScale);
+
+// Whether the chart lists can be packed: as many coordinate lists as triangle lists
+// (at least one), two finite coordinates a vertex, ids in range. Logs the first problem.
+bool _ValidChartLists(const std::vector<std::vector<int>>& chartTriangles,
+                      const std::vector<std::vector<double>>& chartUVs);
+
+// A chart with its first frame turned to the smallest bounding rectangle (with `rotate`;
+// otherwise as it comes) and, with `rotate`, frameCount - 1 more frames turned from it;
+// its area and outline. `index` names it in the log.
+PreparedChart _PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate,
+                            int frameCount);
+
+// Replaces the frames after frames[0] by `frameCount` - 1 frames turned from it by
+// equal steps that divide a quarter turn.
+void _SetFrames(PreparedChart& chart, int frameCount);
+
+// Where a chart's placement in a square grid puts its vertices.
+struct ChartPlacement {
+    int turns = 0;  // direction: frame turns / 4, then (turns & 3) quarter turns of its image
+    int x = 0;      // grid pixel of the image's pixel (0, 0)
+    int y = 0;
+};
+
+// Writes the chart's coordinates in the unit square of a grid of `side` pixels where it
+// lies with `placement`, its images drawn at `pixelScale` pixels per chart unit.
+void _WritePlacedChart(const PreparedChart& chart, const ChartPlacement& placement, double pixelScale, int side,
+                       std::vector<double>& uv);
 
 // Coordinates of a point of the frame after `turns` counter-clockwise quarter turns
 // of the frame's box, the same turn as _RotateImage applies to the chart's image.
