@@ -21,13 +21,22 @@ std::vector<int> ChartPackAttempt::Order(const ChartShapeSet& shapes, const Pack
     return order;
 }
 
-void ChartPackAttempt::ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order,
-                                 std::vector<int>& squareCap) {
-    // Largest probe square among the charts still to come, for the grid's square map.
-    squareCap.assign(order.size() + 1, 1);
-    for (size_t i = order.size(); i-- > 0;) squareCap[i] = std::max(squareCap[i + 1], shapes.Shape(order[i], 0).square);
-    mGrid.Reset(side, shapes.Gap(), shapes.LongestRun(), shapes.LongestColumn(),
-                shapes.UsesProbes() ? squareCap[0] : 0);
+void ChartPackAttempt::ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order) {
+    // Charts come largest first: what the grid must keep track of shrinks as they go.
+    mSquareCap.assign(order.size() + 1, 1);
+    mRunCap.assign(order.size() + 1, 1);
+    mColumnCap.assign(order.size() + 1, 1);
+    for (size_t i = order.size(); i-- > 0;) {
+        mSquareCap[i] = std::max(mSquareCap[i + 1], shapes.Shape(order[i], 0).square);
+        mRunCap[i] = std::max(mRunCap[i + 1], shapes.LongestRun(order[i]));
+        mColumnCap[i] = std::max(mColumnCap[i + 1], shapes.LongestColumn(order[i]));
+    }
+    mGrid.Reset(side, shapes.Gap(), mRunCap[0], mColumnCap[0], shapes.UsesProbes() ? mSquareCap[0] : 0);
+}
+
+void ChartPackAttempt::LowerCaps(size_t i) {
+    mGrid.LowerSquareCap(mSquareCap[i]);
+    mGrid.LowerRunCap(mRunCap[i], mColumnCap[i]);
 }
 
 int ChartPackAttempt::FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x,
@@ -54,14 +63,13 @@ PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, c
     const std::vector<int> order = Order(shapes, variant);
     long long totalPixels = 0;
     for (int k : order) totalPixels += shapes.Shape(k, 0).grownCount;
-    std::vector<int> squareCap;
-    ResetGrid(shapes, side, order, squareCap);
+    ResetGrid(shapes, side, order);
 
     result.placements.assign(shapes.ChartCount(), ChartPlacement());
     long long placedPixels = 0;
     for (size_t i = 0; i < order.size(); ++i) {
         const int k = order[i];
-        mGrid.LowerSquareCap(squareCap[i]);
+        LowerCaps(i);
         int x = 0, y = 0;
         const int t = FindPosition(shapes, k, variant, x, y);
         if (t < 0) {
@@ -86,12 +94,11 @@ int ChartPackAttempt::FillPage(const ChartShapeSet& shapes, int side, std::vecto
     std::vector<int> order;
     for (int k : Order(shapes, variant))
         if (pending[k]) order.push_back(k);
-    std::vector<int> squareCap;
-    ResetGrid(shapes, side, order, squareCap);
+    ResetGrid(shapes, side, order);
     int placed = 0;
     for (size_t i = 0; i < order.size(); ++i) {
         const int k = order[i];
-        mGrid.LowerSquareCap(squareCap[i]);
+        LowerCaps(i);
         int x = 0, y = 0;
         const int t = FindPosition(shapes, k, variant, x, y);
         if (t < 0) continue;

@@ -57,14 +57,19 @@ public:
 private:
     // The charts with points, largest first by the variant's measure.
     static std::vector<int> Order(const ChartShapeSet& shapes, const PackVariant& variant);
-    // Resets the grid for the charts of `order` (placed in that order) in a square of `side`;
-    // fills squareCap[i], the largest probe square among order[i..].
-    void ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order, std::vector<int>& squareCap);
+    // Resets the grid for the charts of `order` (placed in that order) in a square of `side`,
+    // and notes for each step what the charts still to come need of the grid.
+    void ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order);
+    // Before placing order[i]: tells the grid what order[i..] needs.
+    void LowerCaps(size_t i);
     // The lowest position of chart k by the variant's rule among its directions; returns
     // the direction and writes the position, or -1 when none fits.
     int FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x, int& y) const;
 
     AtlasGrid mGrid;
+    // Per step i of the order, over the charts order[i..]: the largest probe square, the
+    // longest run and the longest key column.
+    std::vector<int> mSquareCap, mRunCap, mColumnCap;
 };
 
 }  // namespace ORVO

@@ -35,15 +35,19 @@ void ChartShapeSet::Build(double pixelScale, int threads) {
         for (size_t k = 0; k < n; ++k) BuildChart(k, scratch);
     }
     mLongestRun = mLongestColumn = mSmallestSide = 1;
+    mChartRuns.assign(n, {1, 1});
     for (size_t k = 0; k < n; ++k) {
         int smallest = 0;
+        std::pair<int, int>& longest = mChartRuns[k];
         for (int d = 0; d < Directions(k); ++d) {
             const ChartShape& s = mShapes[k][d];
-            for (const PixelRun& r : s.runs) mLongestRun = std::max(mLongestRun, r.length);
-            for (const PixelRun& r : s.keyColumns) mLongestColumn = std::max(mLongestColumn, r.length);
+            for (const PixelRun& r : s.runs) longest.first = std::max(longest.first, r.length);
+            for (const PixelRun& r : s.keyColumns) longest.second = std::max(longest.second, r.length);
             const int side = std::max(s.width, s.height);
             smallest = d == 0 ? side : std::min(smallest, side);
         }
+        mLongestRun = std::max(mLongestRun, longest.first);
+        mLongestColumn = std::max(mLongestColumn, longest.second);
         mSmallestSide = std::max(mSmallestSide, smallest);
     }
 }
