@@ -271,6 +271,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
 
     // Page mode may split charts too large for a page: the list then grows by their pieces.
     PageAtlas pages;
+    const double packStart = Profiler::GetTime();
     if (settings.texelsPerUnit > 0.0) {
         PagePackOptions pageOptions;
         pageOptions.resolution = settings.resolution;
@@ -283,6 +284,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
     }
     if (status != STATUS_SUCCESS) return status;
+    const double packSeconds = Profiler::GetTime() - packStart;
     progress.SetProgress(0.975);
 
     const size_t packedTotal = chartMeshes.size();
@@ -322,6 +324,7 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         report->pageCount = std::max(1, pages.pageCount);
         report->utilization = uvArea / report->pageCount;
         report->seconds = seconds;
+        report->packSeconds = packSeconds;
     }
     return STATUS_SUCCESS;
 }

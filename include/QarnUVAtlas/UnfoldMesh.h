@@ -51,6 +51,7 @@ struct ORVO_API UVAtlasReport {
     double seconds = 0.0;      // wall time of the call
     int pageCount = 1;         // pages filled (page mode; 1 otherwise); utilization is then
                                // the total UV area over all pages' area
+    double packSeconds = 0.0;  // of `seconds`, the time spent packing the charts
 };
 
 class ORVO_API UnfoldMesh {
