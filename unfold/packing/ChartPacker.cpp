@@ -10,7 +10,6 @@
 #include <cmath>
 #include <exception>
 #include <limits>
-#include <thread>
 
 namespace ORVO {
 
@@ -128,6 +127,11 @@ private:
 constexpr double kRefineStep = 1.008;
 constexpr double kRefineMinStep = 1.002;
 
+// Ladder attempts on the coarse grid. Near the limit, whether a scale packs is the luck
+// of how the charts fall: a short ladder there raises the result a large input may stop
+// at (a point of fill on ogre) and the seed of the finer grid.
+constexpr int kCoarseRefine = 2;
+
 // Attempts on the fine grid once the coarse search has found the limit: the first
 // climbs above it, the rest (the ladder of variants) add a point or two of fill each.
 // Small inputs pack in milliseconds, so they get every attempt; on larger ones the
@@ -145,6 +149,8 @@ PackBudget FineAttempts(size_t chartCount, size_t triangleCount) {
 }
 
 // Scales that put the charts on less than this share of the grid's side draw them again.
+// Climbing within that share keeps the images: a square 3% smaller only makes the pixels
+// 3% coarser than the texels.
 constexpr double kRedrawShare = 0.97;
 
 // Runs one attempt per side and variant, the second (if any) on a thread of its own.
@@ -348,7 +354,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         GridPacking coarse(chartTriangles, charts, placeable, coarseGrid,
                            _GapPixels(options.gapTexels, coarseGrid, options.resolution), options, workers, frameCount);
         if (coarse.Valid())
-            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, 0}, texArea), coarseGrid, frameCount);
+            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, kCoarseRefine}, texArea), coarseGrid,
+                 frameCount);
     }
     // On the finer grid, one worker stops once the limit is known to about a percent of
     // scale (two of fill): near the limit success is a matter of luck and a further
@@ -404,14 +411,14 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
 
 // Side of the finest occupancy grid. Up to 1024 texels it is two pixels or more a
 // texel: finer than the texture, the conservative cover of chart borders wastes less.
-// Up to 2048 texels it is one pixel a texel. Above, the side grows with the fourth root
-// of the texture's side, so that a 4096 or 8192 texture costs about 1.4 or 2 times the
-// pixels (and the time) of a 1024 one; the gap then rounds up to a whole pixel, more
-// than asked but less, relative to the square, than at 1024.
+// From 2048 to 4096 texels it stays at 2048 pixels, and above it grows with the fourth
+// root of the texture's side, so that a 4096 or 8192 texture costs about the pixels
+// (and the time) of a 1024 one or 1.4 times them. The gap then rounds up to a whole
+// pixel, more than asked but less, measured against the square, than at 1024.
 int _FineGridSide(int resolution) {
     if (resolution <= 1024) return resolution * std::max(2, 2048 / resolution);
-    if (resolution <= 2048) return resolution;
-    return std::min(kMaxGridSize, static_cast<int>(std::lround(2048 * std::pow(resolution / 2048.0, 0.25))));
+    if (resolution <= 4096) return std::min(resolution, 2048);
+    return std::min(kMaxGridSize, static_cast<int>(std::lround(2048 * std::pow(resolution / 4096.0, 0.25))));
 }
 
 // The gap in pixels of a grid of `side` pixels over the texture, rounded up.
