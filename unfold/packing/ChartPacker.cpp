@@ -197,7 +197,7 @@ public:
         ScaleSearch search(guess, mShapes.PixelScale() / mShapes.SmallestSide(), precision);
         if (seed > 0) search.Seed(seed);
         PackAttemptResult best = Search(search, texArea, budget.search);
-        Refine(search, best, budget.refine);
+        Refine(search, best, seed, budget.refine);
         return best;
     }
 
@@ -252,8 +252,10 @@ private:
     // Near the limit, whether a scale packs depends on how the charts happen to fall, not
     // on the scale alone: a scale a little above the best success often packs with another
     // order or placement rule. Each step up is tried with the variants in turn until one
-    // places every chart; the ladder ends when none does or the budget is spent.
-    void Refine(const ScaleSearch& search, PackAttemptResult& best, int budget) {
+    // places every chart; the ladder ends when none does or the budget is spent. It climbs
+    // from the best success, or from `floor` (a scale known to pack elsewhere; 0 for none)
+    // when the search found none above it, so that its effort does not hang on that luck.
+    void Refine(const ScaleSearch& search, PackAttemptResult& best, double floor, int budget) {
         static const PackVariant kVariants[] = {
             {PlacementRule::LowestCentre, PlacementOrder::Pixels},
             {PlacementRule::LowestTop, PlacementOrder::Pixels},
@@ -262,18 +264,20 @@ private:
         };
         const size_t variantCount = sizeof(kVariants) / sizeof(kVariants[0]);
         const int workers = static_cast<int>(mAttempts.size());
+        double current = best.success ? std::max(best.scale, floor) : floor;
         double step = kRefineStep;
-        while (best.success && budget > 0 && best.side > mShapes.SmallestSide() && step > kRefineMinStep) {
+        while (current > 0 && budget > 0 && step > kRefineMinStep) {
             // With attempts for a few rungs, a step past a failure of the search pays off
             // more often than not; with fewer, the middle of the bracket is the surer gain.
             const double failed = search.LowestFailure();
-            double next = best.scale * step;
-            if (failed > best.scale && failed < next && budget < 2 * static_cast<int>(variantCount))
-                next = std::sqrt(best.scale * failed);
-            // The images were drawn for the best scale or a lower one: a larger scale is a
-            // smaller square, at least a pixel smaller.
-            const int side = std::min(best.side - 1, SideFor(next));
+            double next = current * step;
+            if (failed > current && failed < next && budget < 2 * static_cast<int>(variantCount))
+                next = std::sqrt(current * failed);
+            // A larger scale is a smaller square, at least a pixel smaller.
+            int side = SideFor(next);
+            while (side > mShapes.SmallestSide() && mShapes.PixelScale() / side <= current) --side;
             const double scale = mShapes.PixelScale() / side;
+            if (!(scale > current)) break;
             bool placed = false;
             // The search's own variant already failed at or below this scale.
             for (size_t v = scale >= failed ? 1 : 0; v < variantCount && !placed && budget > 0;) {
@@ -288,6 +292,7 @@ private:
                     if (r.success && !placed) {
                         placed = true;
                         best = std::move(r);
+                        current = best.scale;
                     }
                 }
             }
