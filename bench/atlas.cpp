@@ -4,12 +4,14 @@
 // prints one table row per run.
 //
 //   bench_atlas [--mesh NAME] [--runs N] [--scale S] [--out DIR] [--counts-only xatlas|all]
-//               [--setting counts|budget|auto]
+//               [--setting counts|budget|auto] [--resolution R] [--gap G]
 //
 // --setting budget runs every mesh under a stretch budget equal to the L2
 // stretch Microsoft's UVAtlas reaches there, --setting auto lets the shape
 // choose the charts; both print a table of their own that sets the seams
 // beside the peer's (UVAtlas, or xatlas at its default).
+// --resolution and --gap set the texture the packing plans for (default 1024, 1); the
+// "pack s" column is the packing's share of "seconds" in the same (median) run.
 //
 // Each configuration runs in a child process, so the peak memory column is
 // that run's own (mesh loading included).
@@ -63,6 +65,7 @@ struct RunResult {
     int status = 0;
     int charts = 0;
     double seconds = 0.0;
+    double packSeconds = 0.0;
     int faces = 0;
 };
 
@@ -87,8 +90,8 @@ std::string RunCommand(const std::string& command) {
 
 // Runs the atlas `runs` times in a child; returns the median time, charts and
 // the child's peak memory in MB.
-RunResult RunChild(const std::string& meshPath, int charts, int runs, double scale, const std::string& outPath,
-                   long& peakKb) {
+RunResult RunChild(const std::string& meshPath, int charts, int runs, double scale, int resolution, int gap,
+                   const std::string& outPath, long& peakKb) {
     int fds[2];
     if (pipe(fds) != 0) return {};
     pid_t pid = fork();
@@ -104,19 +107,22 @@ RunResult RunChild(const std::string& meshPath, int charts, int runs, double sca
             ORVO::UVAtlasOptions options;
             options.chartCount = charts;
             options.maxStretch = gMaxStretch;
-            std::vector<double> times;
+            options.resolution = resolution;
+            options.gapTexels = gap;
+            std::vector<std::pair<double, double>> times;
             std::vector<double> tex;
             std::vector<int> ids;
             for (int r = 0; r < runs; ++r) {
                 ORVO::UVAtlasReport report;
                 result.status = ORVO::UnfoldMesh::GenerateUVAtlas(&mesh, options, &tex, &ids, &report);
                 if (result.status != 0) break;
-                times.push_back(report.seconds);
+                times.push_back({report.seconds, report.packSeconds});
                 result.charts = report.chartCount;
             }
             if (result.status == 0) {
                 std::sort(times.begin(), times.end());
-                result.seconds = times[times.size() / 2];
+                result.seconds = times[times.size() / 2].first;
+                result.packSeconds = times[times.size() / 2].second;
                 ORVO::Parser::ExportTriMesh(outPath, &mesh, &tex, &ids);
             }
         }
@@ -154,7 +160,7 @@ void RunSetting(const std::string& setting, const std::string& shared, const std
         const std::string label = budget ? "budget " + std::to_string(gMaxStretch).substr(0, 5) : "auto";
         std::string outPath = outDir + "/" + name + "_" + setting + ".obj";
         long peakKb = 0;
-        RunResult r = RunChild(meshPath, 0, runs, 1.0, outPath, peakKb);
+        RunResult r = RunChild(meshPath, 0, runs, 1.0, 1024, 1, outPath, peakKb);
         if (r.status != 0) {
             std::printf("| %s | %d | %s | failed (%d) |\n", name, r.faces, label.c_str(), r.status);
             std::fflush(stdout);
@@ -179,6 +185,7 @@ int main(int argc, char** argv) {
     std::string shared = QARN_SHARED_DIR;
     std::string only, outDir = "atlas-out", countMode = "all", setting = "counts";
     int runs = 3;
+    int resolution = 1024, gap = 1;
     double scale = 1.0;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
@@ -188,6 +195,8 @@ int main(int argc, char** argv) {
         else if (a == "--out" && i + 1 < argc) outDir = argv[++i];
         else if (a == "--counts-only" && i + 1 < argc) countMode = argv[++i];
         else if (a == "--setting" && i + 1 < argc) setting = argv[++i];
+        else if (a == "--resolution" && i + 1 < argc) resolution = std::max(16, std::atoi(argv[++i]));
+        else if (a == "--gap" && i + 1 < argc) gap = std::max(0, std::atoi(argv[++i]));
     }
     struct stat st {};
     if (stat((shared + "/meshes").c_str(), &st) != 0) {
@@ -204,9 +213,9 @@ int main(int argc, char** argv) {
         RunSetting(setting, shared, only, outDir, judge, runs);
         return 0;
     }
-    std::printf("| mesh | faces | charts asked | charts made | seconds | peak MB | overlap | flipped | in unit square "
-                "| zero-area | utilization | stretch_l2 | stretch_linf | sym_dirichlet | seam_length_ratio |\n");
-    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::printf("| mesh | faces | charts asked | charts made | seconds | pack s | peak MB | overlap | flipped | in unit "
+                "square | zero-area | utilization | stretch_l2 | stretch_linf | sym_dirichlet | seam_length_ratio |\n");
+    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     std::fflush(stdout);
     for (const char* name : kMeshOrder) {
         if (!only.empty() && only != name) continue;
@@ -218,7 +227,7 @@ int main(int argc, char** argv) {
         for (int charts : counts) {
             std::string outPath = outDir + "/" + name + "_" + std::to_string(charts) + ".obj";
             long peakKb = 0;
-            RunResult r = RunChild(meshPath, charts, runs, scale, outPath, peakKb);
+            RunResult r = RunChild(meshPath, charts, runs, scale, resolution, gap, outPath, peakKb);
             if (r.status != 0) {
                 std::printf("| %s | %d | %d | failed (%d) |\n", name, r.faces, charts, r.status);
                 std::fflush(stdout);
@@ -234,8 +243,9 @@ int main(int argc, char** argv) {
                 ORVO::Parser::ExportTriMesh(original, &mesh);
             }
             std::string json = RunCommand(judge + " " + original + " " + outPath + " 2>/dev/null");
-            std::printf("| %s | %d | %d | %d | %.3f | %.0f | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", name,
-                        r.faces, charts, r.charts, r.seconds, peakKb / 1024.0, ExtractField(json, "overlap").c_str(),
+            std::printf("| %s | %d | %d | %d | %.3f | %.3f | %.0f | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", name,
+                        r.faces, charts, r.charts, r.seconds, r.packSeconds, peakKb / 1024.0,
+                        ExtractField(json, "overlap").c_str(),
                         ExtractField(json, "flipped_faces").c_str(), ExtractField(json, "in_unit_square").c_str(),
                         ExtractField(json, "zero_area_uv_faces").c_str(), ExtractField(json, "utilization").c_str(),
                         ExtractField(json, "stretch_l2").c_str(), ExtractField(json, "stretch_linf").c_str(),

@@ -3,7 +3,11 @@
 // Prints charts, triangles, utilisation, working resolution and seconds per set.
 //
 //   bench_packer [--verify] [--threads N] [--res R] [--gap G] [--only NAME] [--quick] [--dry]
+//                [--atlas FILE.obj ...]
 // --dry builds the chart sets without packing them (to measure the bench's own cost).
+// --atlas repacks the charts of atlas files (v, vt, f v/vt; a chart is a set of faces
+// joined through shared vt entries) instead of the built-in sets: the charts an
+// atlas run really produced, so that packing alone can be timed and compared.
 
 #include "tests/ChartPackCheck.h"
 #include "unfold/packing/ChartPacker.h"
@@ -294,6 +298,57 @@ ChartSet TinyAndBig(unsigned seed) {
     return set;
 }
 
+// The charts of an atlas file: faces joined through shared texture coordinates.
+bool ChartsFromAtlas(const std::string& path, ChartSet& set) {
+    std::ifstream in(path);
+    if (!in) return false;
+    std::vector<double> vt;
+    std::vector<std::array<int, 3>> faces;
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.compare(0, 3, "vt ") == 0) {
+            double u = 0, v = 0;
+            if (std::sscanf(line.c_str() + 3, "%lf %lf", &u, &v) == 2) vt.insert(vt.end(), {u, v});
+        } else if (line.compare(0, 2, "f ") == 0) {
+            std::istringstream corners(line.substr(2));
+            std::string corner;
+            std::vector<int> ids;
+            while (corners >> corner) {
+                const size_t slash = corner.find('/');
+                if (slash == std::string::npos) return false;
+                const int id = std::atoi(corner.c_str() + slash + 1);
+                ids.push_back(id > 0 ? id - 1 : static_cast<int>(vt.size() / 2) + id);
+            }
+            for (size_t i = 2; i < ids.size(); ++i) faces.push_back({ids[0], ids[i - 1], ids[i]});
+        }
+    }
+    const int n = static_cast<int>(vt.size() / 2);
+    std::vector<int> parent(n);
+    for (int i = 0; i < n; ++i) parent[i] = i;
+    std::function<int(int)> root = [&](int x) { return parent[x] == x ? x : parent[x] = root(parent[x]); };
+    for (const auto& f : faces)
+        for (int k = 1; k < 3; ++k) parent[root(f[k])] = root(f[0]);
+    std::vector<int> chartOf(n, -1), local(n, -1);
+    for (const auto& f : faces) {
+        int& c = chartOf[root(f[0])];
+        if (c < 0) {
+            c = static_cast<int>(set.tris.size());
+            set.tris.emplace_back();
+            set.uvs.emplace_back();
+        }
+        for (int id : f) {
+            if (local[id] < 0) {
+                local[id] = static_cast<int>(set.uvs[c].size() / 2);
+                set.uvs[c].insert(set.uvs[c].end(), {vt[2 * id], vt[2 * id + 1]});
+            }
+            set.tris[c].push_back(local[id]);
+        }
+    }
+    const size_t cut = path.find_last_of('/');
+    set.name = cut == std::string::npos ? path : path.substr(cut + 1);
+    return !set.tris.empty();
+}
+
 struct Row {
     std::string name;
     int charts = 0;
@@ -344,6 +399,7 @@ Row RunSet(const ChartSet& set, const ORVO::ChartPackOptions& opt, bool verify) 
 int main(int argc, char** argv) {
     bool verify = false, quick = false;
     std::string only;
+    std::vector<std::string> atlases;
     ORVO::ChartPackOptions opt;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
@@ -354,6 +410,7 @@ int main(int argc, char** argv) {
         else if (a == "--res" && i + 1 < argc) opt.resolution = std::atoi(argv[++i]);
         else if (a == "--gap" && i + 1 < argc) opt.gapTexels = std::atoi(argv[++i]);
         else if (a == "--only" && i + 1 < argc) only = argv[++i];
+        else if (a == "--atlas") while (i + 1 < argc && argv[i + 1][0] != '-') atlases.push_back(argv[++i]);
     }
     std::printf("%-22s %7s %9s %7s %6s %8s %8s  %s\n", "set", "charts", "triangles", "util", "work", "seconds",
                 "cpu-s", verify ? "check" : "");
@@ -365,6 +422,14 @@ int main(int argc, char** argv) {
         std::fflush(stdout);
     };
 
+    if (!atlases.empty()) {
+        for (const std::string& path : atlases) {
+            ChartSet set;
+            if (ChartsFromAtlas(path, set)) report(set);
+            else std::printf("%-22s (unreadable, skipped)\n", path.c_str());
+        }
+        return 0;
+    }
     const std::string dir = std::string(QARN_SHARED_DIR) + "/meshes/";
     struct MeshCase {
         const char* file;

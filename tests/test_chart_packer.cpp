@@ -217,10 +217,12 @@ TEST(ChartPacker, EffortFollowsTheFill) {
     EXPECT_EQ(stats.workResolution, options.resolution);
     EXPECT_GE(stats.utilization, 0.75);
     EXPECT_EQ(stats.directions, 4);
+    EXPECT_FALSE(stats.tiltedPass);
 
+    // Whether the tilted pass finds a larger scale is the luck of the placements; that it
+    // runs, and that what it keeps is sound, is not.
     stats = PackAndCheck(MixedSet(11, 120), options);
-    EXPECT_EQ(stats.workResolution, 2048);
-    EXPECT_EQ(stats.directions, 8);
+    EXPECT_TRUE(stats.tiltedPass);
 }
 
 // Also run with two threads: every attempt they share must be as sound.
@@ -268,19 +270,20 @@ TEST(ChartPacker, ChartWithManyVertices) {
 
 TEST(ChartPacker, OtherResolutionsAndGaps) {
     ChartSet set = MixedSet(21, 16);
-    // {resolution, gap, work grid (0: 512 or 2048, -1: not checked)}. At 512 the limit is searched on a
-    // grid of texels, then climbed on the finer grid; at 6000 the work grid is coarser
-    // than the texture and the gap is rounded up, never down.
-    const int cases[][3] = {{512, 2, 0}, {4096, 1, 4096}, {6000, 3, 4096}, {300, 0, -1}};
+    // {resolution, gap, finer grid (0: 2048, -1: not checked)}. The limit is searched on a
+    // grid of half the finer grid's side, then climbed on the finer grid; above 2048 texels
+    // the grids are coarser than the texture and the gap, checked here in texels of the
+    // texture, is rounded up, never down.
+    const int cases[][3] = {{1024, 1, 0}, {512, 2, 0}, {4096, 1, 2048}, {8192, 1, 2435}, {6000, 3, 2253}, {300, 0, -1}};
     for (const auto& c : cases) {
         ORVO::ChartPackOptions options;
         options.resolution = c[0];
         options.gapTexels = c[1];
         const int work = PackAndCheck(set, options).workResolution;
         if (c[2] > 0) {
-            EXPECT_EQ(work, c[2]);
+            EXPECT_TRUE(work == c[2] || work == c[2] / 2) << work;  // the finer grid or the coarse one
         } else if (c[2] == 0) {
-            EXPECT_TRUE(work == 512 || work == 2048) << work;
+            EXPECT_TRUE(work == 1024 || work == 2048) << work;
         }
     }
 }
@@ -304,13 +307,16 @@ TEST(ChartPacker, WithoutRotationChartsKeepTheirDirection) {
     }
 }
 
-TEST(ChartPacker, SingleChartFillsTheSquareAlongItsLongSide) {
+TEST(ChartPacker, SingleChartFillsTheSquareInItsBestDirection) {
     ChartSet set;
     set.Add({0, 1, 2, 0, 2, 3}, {0, 0, 4, 0, 4, 1, 0, 1});  // a 4 x 1 rectangle
     const ORVO::ChartPackStats stats = PackAndCheck(set, ORVO::ChartPackOptions());
-    // Its long side spans nearly the whole square: scale close to 1/4.
-    EXPECT_GT(stats.scale, 0.245);
-    EXPECT_LE(stats.scale, 0.25);
+    // Of its directions (0, 30 and 60 degrees and their quarter turns) the tilted ones
+    // need the smallest square, 4 cos 30 + sin 30 = 3.96 units wide, and the scale comes
+    // close to filling it.
+    const double tiltedWidth = 4 * std::cos(M_PI / 6) + std::sin(M_PI / 6);
+    EXPECT_GT(stats.scale, 0.985 / tiltedWidth);
+    EXPECT_LE(stats.scale, 1 / tiltedWidth);
 }
 
 TEST(ChartPacker, InvalidInputIsRejectedAndLeftUntouched) {
@@ -534,13 +540,17 @@ TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
                                          ORVO::PlacementRule::LowestTop};
     const ORVO::PlacementOrder orders[] = {ORVO::PlacementOrder::Pixels, ORVO::PlacementOrder::BoxArea,
                                            ORVO::PlacementOrder::BoxPerimeter};
+    // Two rules run with probe squares and a square map, one without.
+    ORVO::ChartShapeSet withProbes(set.tris, charts, gap, true, true), plain(set.tris, charts, gap, true, false);
+    withProbes.Build(scale * gridSize, 2);
+    plain.Build(scale * gridSize, 1);
+    ORVO::ChartPackAttempt attempt;
     for (ORVO::PlacementRule rule : rules)
         for (ORVO::PlacementOrder order : orders) {
-            // Two rules run with probe squares and a square map, one without.
-            const bool probes = rule != ORVO::PlacementRule::LowestBottom;
-            ORVO::ChartPackAttempt attempt(set.tris, charts, gridSize, gap, true, probes);
-            const ORVO::PackAttemptResult r = attempt.Run(scale, {rule, order});
+            const ORVO::ChartShapeSet& shapes = rule != ORVO::PlacementRule::LowestBottom ? withProbes : plain;
+            const ORVO::PackAttemptResult r = attempt.Run(shapes, gridSize, {rule, order});
             ASSERT_TRUE(r.success) << int(rule) << " " << int(order);
+            EXPECT_NEAR(r.scale, scale, 1e-12 * scale);
             UVs packed = set.uvs;
             const double pixelScale = scale * gridSize;
             for (size_t k = 0; k < charts.size(); ++k) {

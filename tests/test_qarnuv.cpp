@@ -282,6 +282,62 @@ TEST(Qarnuv, UnwrapKeepsWithinAStretchBudget) {
     EXPECT_TRUE(blue);
 }
 
+// Page mode: one preview per page, and an OBJ whose groups and materials name the page
+// of every face, read back as the same surface.
+TEST(Qarnuv, PageModeWritesPagePreviewsAndNamesThePages) {
+    REQUIRE_QARNUV();
+    ScratchDir dir;
+    TriMesh torus = testmesh::Torus(32, 16);
+    ASSERT_EQ(ORVO::Parser::ExportTriMesh(dir / "torus.obj", &torus), 0);
+    Outcome r = RunProgram({kQarnuv, "unwrap", "torus.obj", "paged.obj", "--charts", "8", "--resolution", "256",
+                            "--texels-per-unit", "200", "--preview", "paged.png", "--preview-size", "128", "--json"},
+                           dir.Path());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::map<std::string, std::string> json;
+    ASSERT_TRUE(ParseFlatJson(Lines(r.out).at(0), json)) << r.out;
+    const int pages = std::atoi(json["pages"].c_str());
+    ASSERT_GE(pages, 2);
+    for (int p = 0; p < pages; ++p)
+        EXPECT_EQ(PngSize(dir / ("paged_page" + std::to_string(p) + ".png")), std::make_pair(128, 128)) << p;
+    EXPECT_FALSE(FileExists(dir / ("paged_page" + std::to_string(pages) + ".png")));
+
+    // Every face line follows a group and material of its page; each page has faces.
+    std::ifstream obj(dir / "paged.obj");
+    std::string line, group, material;
+    std::map<std::string, int> facesOf;
+    bool mtllib = false;
+    while (std::getline(obj, line)) {
+        if (line.rfind("mtllib ", 0) == 0) mtllib = line == "mtllib paged.mtl";
+        if (line.rfind("g ", 0) == 0) group = line.substr(2);
+        if (line.rfind("usemtl ", 0) == 0) material = line.substr(7);
+        if (line.rfind("f ", 0) == 0) {
+            ASSERT_FALSE(group.empty());
+            EXPECT_EQ(group, material);
+            ++facesOf[group];
+        }
+    }
+    EXPECT_TRUE(mtllib);
+    EXPECT_EQ(facesOf.size(), static_cast<size_t>(pages));
+    for (int p = 0; p < pages; ++p) EXPECT_GT(facesOf["page_" + std::to_string(p)], 0) << p;
+    const std::string mtl = testfiles::ReadFile(dir / "paged.mtl");
+    EXPECT_NE(mtl.find("newmtl page_" + std::to_string(pages - 1)), std::string::npos);
+    EXPECT_NE(mtl.find("map_Kd paged_page0.png"), std::string::npos);
+
+    TriMesh atlas;
+    std::vector<double> tex;
+    std::vector<int> ids;
+    ASSERT_EQ(ORVO::Parser::ImportTriMesh(dir / "paged.obj", &atlas, &tex, &ids), 0);
+    EXPECT_EQ(atlas.GetTriangleCount(), torus.GetTriangleCount());
+    EXPECT_EQ(ids.size(), 3u * torus.GetTriangleCount());
+    for (double t : tex) EXPECT_TRUE(t >= 0.0 && t <= 1.0) << t;
+
+    // Pages need the OBJ's groups: a PLY output is refused before the work.
+    r = RunProgram({kQarnuv, "unwrap", "torus.obj", "paged.ply", "--texels-per-unit", "200"}, dir.Path());
+    EXPECT_EQ(r.exitCode, 1);
+    ExpectOneErrorLine(r, ".obj");
+    EXPECT_FALSE(FileExists(dir / "paged.ply"));
+}
+
 TEST(Qarnuv, FailuresExitNonZeroWithOneMessage) {
     REQUIRE_QARNUV();
     ScratchDir dir;

@@ -33,6 +33,10 @@ struct AtlasSettings {
     const std::atomic<bool>* cancel = nullptr;  // the caller's stop request, or null
 
     bool Cancelled() const { return cancel != nullptr && cancel->load(std::memory_order_relaxed); }
+    // Page mode: texels per unit of surface length (0: one page at the largest scale)
+    // and the most pages it may fill (0: no limit).
+    double texelsPerUnit = 0.0;
+    int maxPages = 0;
 };
 
 // The caller's stop flag for the stages that run on the calling thread and

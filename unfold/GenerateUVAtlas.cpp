@@ -15,6 +15,7 @@
 #include "unfold/InputRepair.h"
 #include "unfold/TinyPiece.h"
 #include "unfold/packing/ChartBundles.h"
+#include "unfold/packing/PageAtlas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -167,7 +168,7 @@ void LogStatistics(double seconds) {
 
 int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCoords, std::vector<int>* faceTexIds,
              bool needInitSplit, const std::vector<std::vector<int>>* initSplitLines, const AtlasSettings& settings,
-             UVAtlasReport* report) {
+             UVAtlasReport* report, std::vector<int>* facePages = nullptr) {
     const double startTime = Profiler::GetTime();
     ApiProgress& progress = ApiProgress::Get();
     progress.SetProgress(0.0);
@@ -330,25 +331,48 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     }
 
     if (cancelled()) return STATUS_FAILED;
-    status = settings.fragmentsInBulk
-                 ? _PackChartsInBundles(chartMeshes, chartCoords, settings.resolution, settings.gapTexels, nullptr)
-                 : UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    // Page mode may split charts too large for a page: the list then grows by their pieces.
+    PageAtlas pages;
+    const double packStart = Profiler::GetTime();
+    if (settings.texelsPerUnit > 0.0) {
+        PagePackOptions pageOptions;
+        pageOptions.resolution = settings.resolution;
+        pageOptions.gapTexels = settings.gapTexels;
+        pageOptions.maxPages = settings.maxPages;
+        pageOptions.threadCount = 2;
+        status = _PackAtlasPages(chartMeshes, chartCoords, settings.texelsPerUnit, 1.0 / frame.scale, pageOptions,
+                                 pages);
+    } else if (settings.fragmentsInBulk) {
+        status = _PackChartsInBundles(chartMeshes, chartCoords, settings.resolution, settings.gapTexels, nullptr);
+    } else {
+        status = UnfoldMesh::PackUVAtlas(chartMeshes, chartCoords, settings.resolution, settings.gapTexels);
+    }
     if (status != STATUS_SUCCESS) return status;
+    const double packSeconds = Profiler::GetTime() - packStart;
     progress.SetProgress(0.975);
 
-    _LogDetail("UnfoldMesh::GenerateUVAtlas: final chart count=", chartTotal);
-    std::vector<int> offset(chartTotal + 1, 0);
-    for (size_t i = 0; i < chartTotal; ++i) offset[i + 1] = offset[i] + chartMeshes[i]->GetVertexCount();
+    const size_t packedTotal = chartMeshes.size();
+    _LogDetail("UnfoldMesh::GenerateUVAtlas: final chart count=", packedTotal);
+    std::vector<int> offset(packedTotal + 1, 0);
+    for (size_t i = 0; i < packedTotal; ++i) offset[i + 1] = offset[i] + chartMeshes[i]->GetVertexCount();
     texCoords->clear();
-    texCoords->reserve(2 * static_cast<size_t>(offset[chartTotal]));
+    texCoords->reserve(2 * static_cast<size_t>(offset[packedTotal]));
     for (const std::vector<double>& coords : chartCoords) texCoords->insert(texCoords->end(), coords.begin(), coords.end());
     faceTexIds->clear();
     faceTexIds->reserve(3 * static_cast<size_t>(faceCount));
+    if (facePages != nullptr) facePages->assign(faceCount, 0);
     double uvArea = 0.0;
     for (int f = 0; f < faceCount; ++f) {
         int chart = rank[placement[f].first];
+        int triangle = placement[f].second;
+        if (!pages.moved.empty() && !pages.moved[chart].empty()) {
+            const std::pair<int, int> piece = pages.moved[chart][triangle];
+            chart = piece.first;
+            triangle = piece.second;
+        }
+        if (facePages != nullptr && !pages.chartPage.empty()) (*facePages)[f] = pages.chartPage[chart];
         int ids[3];
-        chartMeshes[chart]->GetTriangleVertexIds(placement[f].second, ids);
+        chartMeshes[chart]->GetTriangleVertexIds(triangle, ids);
         for (int id : ids) faceTexIds->push_back(offset[chart] + id);
         const double* t0 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[0])];
         const double* t1 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[1])];
@@ -364,11 +388,13 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     const double seconds = Profiler::GetTime() - startTime;
     LogStatistics(seconds);
     if (report != nullptr) {
-        report->chartCount = static_cast<int>(chartTotal);
-        report->utilization = uvArea;
+        report->chartCount = static_cast<int>(packedTotal);
+        report->pageCount = std::max(1, pages.pageCount);
+        report->utilization = uvArea / report->pageCount;
         report->seconds = seconds;
         report->weldedVertices = repaired.weldedVertices;
         report->turnedFaces = repaired.turnedFaces;
+        report->packSeconds = packSeconds;
     }
     return STATUS_SUCCESS;
 }
@@ -409,7 +435,8 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     _RecordCall<DumpMeshUnfoldGenerateUVAtlas>(
         triMesh, options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh),
         options.initSplitLines != nullptr, options.acceptDirectly, options.acceptDirectly);
-    if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0) {
+    if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0 || !(options.texelsPerUnit >= 0.0) ||
+        !std::isfinite(options.texelsPerUnit) || options.maxPages < 0) {
         _LogFailure("UnfoldMesh::GenerateUVAtlas invalid input parameters");
         return STATUS_INVALID_INPUT;
     }
@@ -432,11 +459,13 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.orientFaces = options.orientFaces;
     settings.fragmentsInBulk = true;
     settings.cancel = options.cancel;
+    settings.texelsPerUnit = options.texelsPerUnit;
+    settings.maxPages = options.maxPages;
     int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
     AtlasCancelScope cancelScope(options.cancel);
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,
-                    report);
+                    report, options.facePages);
 }
 
 }  // namespace ORVO

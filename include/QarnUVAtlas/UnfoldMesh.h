@@ -57,6 +57,18 @@ struct ORVO_API UVAtlasOptions {
     // not cross creases, keep their normals within a cone and together stay
     // within a stretch of 1.02. Values between 0 and 1 are invalid.
     double maxStretch = 0.0;
+    // Page mode (fixed texel density over several pages). With texelsPerUnit > 0 every
+    // chart gets that many texels (of `resolution` per page side) per unit of surface
+    // length, in the mesh's own units, and is never shrunk: the charts fill as many
+    // resolution x resolution pages as they need, each page a unit square of texture
+    // coordinates of its own. A chart larger than a page is split along triangle edges.
+    // 0 (the default) packs every chart into one unit square at the largest scale.
+    double texelsPerUnit = 0.0;
+    // Most pages page mode may fill; 0 for no limit. Needing more fails with -3.
+    int maxPages = 0;
+    // Output when not null: the page of every input face (3 corners share it), all 0
+    // outside page mode; written only on success.
+    std::vector<int>* facePages = nullptr;
 };
 
 // What an options-form call produced.
@@ -68,6 +80,9 @@ struct ORVO_API UVAtlasReport {
     // What the working copy changed (see weldVertices and orientFaces).
     int weldedVertices = 0;    // caller vertices merged into another at its position
     int turnedFaces = 0;       // faces whose orientation disagreed with their piece
+    int pageCount = 1;         // pages filled (page mode; 1 otherwise); utilization is then
+                               // the total UV area over all pages' area
+    double packSeconds = 0.0;  // of `seconds`, the time spent packing the charts
 };
 
 class ORVO_API UnfoldMesh {
@@ -87,9 +102,14 @@ public:
 
     // Options form: the same pipeline with the texture resolution and gap,
     // strict mode, thread count, chart count or stretch budget of `options`;
-    // fills `report` when not null. Returns as the plain form (-2 also for a
-    // negative chart count, resolution below 1, negative gap, or maxStretch
-    // that is not 0 and not a finite value of at least 1).
+    // fills `report` when not null. In page mode (options.texelsPerUnit > 0)
+    // the (u, v) of each face lie in the unit square of its page, given in
+    // options.facePages when asked for. Returns as the plain form; -2 also for
+    // a negative chart count, resolution below 1, negative gap, maxStretch
+    // that is not 0 and not a finite value of at least 1, a negative or
+    // non-finite texelsPerUnit or a negative maxPages; -3 also when page mode
+    // needs more than maxPages pages or meets a single triangle larger than a
+    // page.
     static int GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
                                std::vector<double>* texCoords, std::vector<int>* faceTexIds,
                                UVAtlasReport* report = nullptr);

@@ -83,6 +83,9 @@ struct UnwrapSettings {
     bool progress = true;
     bool weld = true;    // weld vertices at one position (--no-weld)
     bool orient = true;  // orient each piece's faces alike (--no-orient)
+    // Page mode: texels per unit of surface length (0: one page) and the page limit.
+    double texelsPerUnit = 0.0;
+    int maxPages = 0;
 };
 
 struct UnwrapOutcome {
@@ -93,11 +96,23 @@ struct UnwrapOutcome {
     AtlasQuality quality;
     int weldedVertices = 0;
     int turnedFaces = 0;
+    int pages = 1;               // pages filled (page mode)
+    std::vector<int> facePages;  // page of each face (page mode)
 };
 
 // Runs the atlas (strict mode) and, when asked, writes the preview. Returns
 // false with `error` set on failure.
 bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, UnwrapOutcome& outcome, std::string& error);
+
+// The preview file of page `page`: "atlas.png" becomes "atlas_page0.png".
+std::string PagePreviewPath(const std::string& path, int page);
+
+// Writes the mesh with its texture coordinates as OBJ, the faces of each page in a
+// group and material "page_N" (materials in a .mtl file beside it, each naming its
+// page's preview as texture when `previewPath` is not empty). False with `error` set
+// when a file cannot be written.
+bool WritePagedObj(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapOutcome& outcome,
+                   const std::string& previewPath, std::string& error);
 
 // "charts 12  utilization 0.71  ..." and its one-line JSON form.
 std::string SummaryLine(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh);

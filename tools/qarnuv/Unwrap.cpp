@@ -82,6 +82,9 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     options.strict = true;
     options.weldVertices = settings.weld;
     options.orientFaces = settings.orient;
+    options.texelsPerUnit = settings.texelsPerUnit;
+    options.maxPages = settings.maxPages;
+    options.facePages = &outcome.facePages;
     ORVO::UVAtlasReport report;
     ORVO::ResetApiProgress();
     int status;
@@ -98,17 +101,34 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     outcome.seconds = report.seconds;
     outcome.weldedVertices = report.weldedVertices;
     outcome.turnedFaces = report.turnedFaces;
+    outcome.pages = report.pageCount;
     std::vector<double> faceStretch;
     outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
-    if (!settings.previewPath.empty() &&
-        !WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
-                      settings.resolution, error))
-        return false;
+    // Pages share the unit square: the fill is per page.
+    outcome.quality.utilization /= outcome.pages;
+    if (settings.previewPath.empty()) return true;
+    if (settings.texelsPerUnit <= 0.0)
+        return WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch,
+                            settings.previewSize, settings.resolution, error);
+    for (int page = 0; page < outcome.pages; ++page) {
+        std::vector<int> ids;
+        std::vector<double> stretch;
+        for (size_t f = 0; f < outcome.facePages.size(); ++f) {
+            if (outcome.facePages[f] != page) continue;
+            ids.insert(ids.end(), &outcome.faceTexIds[3 * f], &outcome.faceTexIds[3 * f] + 3);
+            stretch.push_back(faceStretch[f]);
+        }
+        if (!WritePreview(PagePreviewPath(settings.previewPath, page), outcome.texCoords, ids, stretch,
+                          settings.previewSize, settings.resolution, error))
+            return false;
+    }
     return true;
 }
 
 std::string SummaryLine(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh) {
-    return std::to_string(mesh.GetTriangleCount()) + " faces, " + std::to_string(outcome.charts) + " charts, utilization " +
+    const std::string pages = outcome.pages > 1 ? " on " + std::to_string(outcome.pages) + " pages" : "";
+    return std::to_string(mesh.GetTriangleCount()) + " faces, " + std::to_string(outcome.charts) + " charts" + pages +
+           ", utilization " +
            Number("%.3f", outcome.quality.utilization) + ", stretch L2 " + Number("%.3f", outcome.quality.stretchL2) +
            " Linf " + Number("%.3f", outcome.quality.stretchLinf) + ", " + Number("%.2f", outcome.seconds) + " s" +
            RepairNote(outcome);
@@ -118,7 +138,8 @@ std::string SummaryJson(const UnwrapOutcome& outcome, const ORVO::TriMesh& mesh,
                         const std::string& output) {
     return "{\"input\":" + JsonString(input) + ",\"output\":" + JsonString(output) +
            ",\"vertices\":" + std::to_string(mesh.GetVertexCount()) + ",\"faces\":" + std::to_string(mesh.GetTriangleCount()) +
-           ",\"charts\":" + std::to_string(outcome.charts) + ",\"utilization\":" + Number("%.6g", outcome.quality.utilization) +
+           ",\"charts\":" + std::to_string(outcome.charts) + ",\"pages\":" + std::to_string(outcome.pages) +
+           ",\"utilization\":" + Number("%.6g", outcome.quality.utilization) +
            ",\"stretch_l2\":" + Number("%.6g", outcome.quality.stretchL2) +
            ",\"stretch_linf\":" + Number("%.6g", outcome.quality.stretchLinf) +
            ",\"seconds\":" + Number("%.6g", outcome.seconds) +
@@ -177,6 +198,11 @@ int RunUnwrap(const UnwrapCommand& command) {
         PrintError(command.output + ": --embed-preview needs a .gltf or .glb output");
         return 1;
     }
+    const bool paged = command.settings.texelsPerUnit > 0.0;
+    if (paged && outExt != ".obj") {
+        PrintError(command.output + ": with --texels-per-unit the output must be .obj (its groups name the pages)");
+        return 1;
+    }
     ORVO::TriMesh mesh;
     if (ORVO::Parser::ImportTriMesh(command.input, &mesh) != ORVO::STATUS_SUCCESS) {
         PrintError(ORVO::Parser::GetLastError());
@@ -202,7 +228,12 @@ int RunUnwrap(const UnwrapCommand& command) {
         PrintError(command.input + ": " + error);
         return 1;
     }
-    if (!WriteAtlas(command.output, mesh, command.settings, command.embedPreview, outcome, error)) {
+    if (paged) {
+        if (!WritePagedObj(command.output, mesh, outcome, command.settings.previewPath, error)) {
+            PrintError(error);
+            return 1;
+        }
+    } else if (!WriteAtlas(command.output, mesh, command.settings, command.embedPreview, outcome, error)) {
         PrintError(error);
         return 1;
     }

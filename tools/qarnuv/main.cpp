@@ -2,6 +2,7 @@
 //   qarnuv unwrap IN OUT [--charts N | --max-stretch S | --auto] [--resolution R] [--gap T]
 //                        [--threads N] [--preview atlas.png] [--json]
 //                        [--no-weld] [--no-orient]
+//                        [--texels-per-unit D [--max-pages N]]
 //   qarnuv stats ATLAS [--json]
 //   qarnuv replay FILE.dump [--out OUT.obj|.ply] [--inputs IN.obj|.ply] [--json]
 //   qarnuv batch IN_DIR OUT_DIR [--jobs N] [--format EXT] [--preview] ...
@@ -54,6 +55,12 @@ int main(int argc, char** argv) {
     unwrapApp->add_flag("--no-orient", noOrient, "keep every face's orientation as the file has it");
     unwrapApp->add_flag("--embed-preview", unwrap.embedPreview,
                         "put the atlas picture into a .gltf/.glb output as its base-colour texture");
+    unwrapApp->add_option("--texels-per-unit", unwrap.settings.texelsPerUnit,
+                          "page mode: texels per unit of surface length; charts keep that density over as many "
+                          "pages as they need (previews and OBJ groups per page)")
+        ->check(CLI::PositiveNumber);
+    unwrapApp->add_option("--max-pages", unwrap.settings.maxPages, "page mode: most pages to fill (default: no limit)")
+        ->check(CLI::Range(1, 1000000));
 
     qarnuv::StatsCommand stats;
     CLI::App* statsApp = app.add_subcommand("stats", "quality figures of an atlas file (any tool's)");

@@ -23,13 +23,6 @@ inline uint64_t ShiftedWordGuarded(const uint64_t* row, int words, int j, int of
     return (lo >> s) | (hi << (64 - s));
 }
 
-// One bit per byte of v, set when that byte is not zero.
-inline uint64_t NonZeroBytes(uint64_t v) {
-    const uint64_t low7 = 0x7F7F7F7F7F7F7F7FULL;
-    const uint64_t high = (((v & low7) + low7) | v) & 0x8080808080808080ULL;
-    return ((high >> 7) * 0x0102040810204080ULL) >> 56;
-}
-
 // Start of the run of bits equal to `set` that ends just before column end, looking
 // no further left than column lo (end itself when bit end - 1 differs).
 inline int RunStart(const uint64_t* row, int lo, int end, bool set) {
@@ -54,7 +47,7 @@ inline uint64_t CellsAt(const uint64_t* summary, int i, int offset) {
 }  // namespace
 
 void AtlasGrid::InitMasks(Masks& m, int levels, bool horizontal) {
-    m.levels = levels;
+    m.levels = m.active = levels;
     m.bits.assign(static_cast<size_t>(mSize) * levels * mMaskWords, 0);
     m.summary.assign(static_cast<size_t>(mSize) * levels * mSummaryWords, 0);
     m.rows.assign(static_cast<size_t>(levels) * mRowWords64, 0);
@@ -148,14 +141,9 @@ int AtlasGrid::SquareLevel(int side) const {
     return int(mLevelsUpTo[std::max(0, std::min(side, mCap))]) - 1;
 }
 
-void AtlasGrid::StoreWord(Masks& m, int level, int y, int j, uint64_t v) {
-    MaskRow(m, level, y)[j] = v;
-    const int shift = 8 * (j & 7);
-    uint64_t& s = SummaryRow(m, level, y)[j >> 3];
-    s = (s & ~(uint64_t(0xFF) << shift)) | (NonZeroBytes(v) << shift);
-}
-
-// Recomputes every mask after the pixels of rows y0..y1, columns x0..x1 changed.
+// Recomputes the masks after the pixels of rows y0..y1, columns x0..x1 were marked. A
+// level is derived from the level below alone, so its changes lie next to that level's
+// changes, and once a level is unchanged all above it are too.
 void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
     x0 = std::max(0, x0);
     x1 = std::min(mSize - 1, x1);
@@ -165,34 +153,59 @@ void AtlasGrid::UpdateRows(int y0, int y1, int x0, int x1) {
     const int padWords = mPadBits >> 6;
     const int lastWord = (mSize - 1) >> 6;
     const uint64_t lastMask = _MaskTo((mSize - 1) & 63);
-    const int j1 = x1 >> 6;
+    const int j0 = x0 >> 6, j1 = x1 >> 6;
+    int changedRow0 = mSize, changedRow1 = -1;  // rows whose vertical level 0 changed
     for (int y = y0; y <= y1; ++y) {
         const uint64_t* occ = Row(y);
-        for (int j = x0 >> 6; j <= j1; ++j) {
+        int lo = mMaskWords, hi = -1;  // words of the level below that changed
+        for (int j = j0; j <= j1; ++j) {
             uint64_t v = ~occ[j + padWords];
             if (j == lastWord) v &= lastMask;
-            StoreWord(mHorizontal, 0, y, j, v);
+            if (StoreWord(mHorizontal, 0, y, j, v)) {
+                lo = std::min(lo, j);
+                hi = j;
+            }
             StoreWord(mVertical, 0, y, j, v);
         }
-        for (int level = 1; level < mHorizontal.levels; ++level) {
+        if (hi < 0) continue;
+        changedRow0 = std::min(changedRow0, y);
+        changedRow1 = y;
+        RefreshRowBit(mHorizontal, 0, y);
+        RefreshRowBit(mVertical, 0, y);
+        for (int level = 1; level < mHorizontal.active && hi >= 0; ++level) {
             const int half = 1 << (level - 1);
             const uint64_t* prev = MaskRow(mHorizontal, level - 1, y);
-            const int from = std::max(0, x0 - (1 << level) + 1) >> 6;
-            for (int j = from; j <= j1; ++j)
-                StoreWord(mHorizontal, level, y, j, prev[j] & ShiftedWordGuarded(prev, mMaskWords, j, half));
+            // Word j reads words j + half / 64 and the one after of the level below.
+            const int from = std::max(0, lo - (half >> 6) - 1);
+            int nextLo = mMaskWords, nextHi = -1;
+            for (int j = from; j <= hi; ++j) {
+                if (StoreWord(mHorizontal, level, y, j, prev[j] & ShiftedWordGuarded(prev, mMaskWords, j, half))) {
+                    nextLo = std::min(nextLo, j);
+                    nextHi = j;
+                }
+            }
+            if (nextHi >= 0) RefreshRowBit(mHorizontal, level, y);
+            lo = nextLo;
+            hi = nextHi;
         }
-        for (int level = 0; level < mHorizontal.levels; ++level) RefreshRowBit(mHorizontal, level, y);
-        RefreshRowBit(mVertical, 0, y);
     }
-    // Vertical masks: rows below the change see it within 2^level rows.
-    for (int level = 1; level < mVertical.levels; ++level) {
+    // Vertical masks: level l of row y joins level l - 1 of rows y and y + 2^(l-1).
+    int r0 = changedRow0, r1 = changedRow1;
+    for (int level = 1; level < mVertical.active && r1 >= 0; ++level) {
         const int half = 1 << (level - 1);
-        for (int y = std::max(0, y0 - (1 << level) + 1); y <= y1; ++y) {
+        int nextR0 = mSize, nextR1 = -1;
+        for (int y = std::max(0, r0 - half); y <= r1; ++y) {
             const uint64_t* a = MaskRow(mVertical, level - 1, y);
             const uint64_t* b = y + half < mSize ? MaskRow(mVertical, level - 1, y + half) : nullptr;
-            for (int j = x0 >> 6; j <= j1; ++j) StoreWord(mVertical, level, y, j, b ? a[j] & b[j] : 0);
+            bool changed = false;
+            for (int j = j0; j <= j1; ++j) changed = StoreWord(mVertical, level, y, j, b ? a[j] & b[j] : 0) || changed;
+            if (!changed) continue;
             RefreshRowBit(mVertical, level, y);
+            nextR0 = std::min(nextR0, y);
+            nextR1 = y;
         }
+        r0 = nextR0;
+        r1 = nextR1;
     }
 }
 

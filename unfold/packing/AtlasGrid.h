@@ -39,6 +39,12 @@ public:
     void LowerSquareCap(int side) {
         if (UsesSquares()) mCap = std::max(1, std::min(mCap, side));
     }
+    // No run or key column to come is longer than these: the run masks of longer runs
+    // are no longer kept up to date (nor read).
+    void LowerRunCap(int longestRun, int longestColumn) {
+        mHorizontal.active = std::min(mHorizontal.active, FloorLog2Of(std::max(1, longestRun)) + 1);
+        mVertical.active = std::min(mVertical.active, FloorLog2Of(std::max(1, longestColumn)) + 1);
+    }
     int Size() const { return mSize; }
 
     // True when `shape` placed with its pixel (0,0) at (x, y) lies inside the square and
@@ -56,8 +62,10 @@ public:
 
 private:
     // The run masks of one direction and their summaries.
+    static int FloorLog2Of(int v) { return 31 - __builtin_clz(static_cast<unsigned>(v)); }
     struct Masks {
         int levels = 0;
+        int active = 0;  // levels still kept up to date (the lower ones)
         std::vector<uint64_t> bits;     // [row][level][word]
         std::vector<uint64_t> summary;  // [row][level][summary word]
         std::vector<uint64_t> rows;     // [level][row word]: the row holds a set bit of that level
@@ -81,7 +89,22 @@ private:
     // Narrows `rows` (one bit per bottom row) to those where `run` (at its offset in
     // the shape) may find a free run of its length in the masks' direction.
     void NarrowRows(const Masks& m, const PixelRun& run, uint64_t* rows) const;
-    void StoreWord(Masks& m, int level, int y, int j, uint64_t v);
+    // Stores word j of mask row (level, y) and its summary byte; false when it was unchanged.
+    bool StoreWord(Masks& m, int level, int y, int j, uint64_t v) {
+        uint64_t& word = MaskRow(m, level, y)[j];
+        if (word == v) return false;
+        word = v;
+        const int shift = 8 * (j & 7);
+        uint64_t& s = SummaryRow(m, level, y)[j >> 3];
+        s = (s & ~(uint64_t(0xFF) << shift)) | (NonZeroBytes(v) << shift);
+        return true;
+    }
+    // One bit per byte of v, set when that byte is not zero.
+    static uint64_t NonZeroBytes(uint64_t v) {
+        const uint64_t low7 = 0x7F7F7F7F7F7F7F7FULL;
+        const uint64_t high = (((v & low7) + low7) | v) & 0x8080808080808080ULL;
+        return ((high >> 7) * 0x0102040810204080ULL) >> 56;
+    }
     bool FitsInWord(const ChartShape& shape, int y, int j, uint64_t& c) const;
     int FirstFitInRow(const ChartShape& shape, int y, int xEnd) const;
     void UpdateRows(int y0, int y1, int x0, int x1);

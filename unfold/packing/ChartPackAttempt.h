@@ -1,67 +1,19 @@
 #pragma once
-// One packing attempt at a fixed scale: every chart is rasterised conservatively in
-// each of its frames and their quarter turns, and placed, largest first, at the free
-// position its placement rule ranks lowest among all of them.
+// One packing attempt: the charts of a shape set, largest first, each placed in the
+// direction and at the free position its placement rule ranks lowest, in a square of
+// a given side.
 
 #include "unfold/packing/AtlasGrid.h"
-#include "unfold/packing/ChartOutline.h"
-#include "unfold/packing/ChartShape.h"
+#include "unfold/packing/ChartShapeSet.h"
 
-#include <array>
 #include <vector>
 
 namespace ORVO {
 
-// A chart's coordinates turned to one direction, with their bounding box's lower
-// corner at the origin. Packing only scales, turns by quarter turns and translates them.
-struct ChartFrame {
-    std::vector<double> local;  // (u, v) per vertex
-    double extentU = 0;
-    double extentV = 0;
-};
-
-// A chart ready for packing. frames[0] is turned to the chart's smallest bounding
-// rectangle; further frames, when present, are turned from it by equal steps that
-// divide a quarter turn, and each frame offers its four quarter turns.
-struct PreparedChart {
-    std::vector<ChartFrame> frames;
-    double area = 0;            // total unsigned triangle area
-    ChartOutline outline;       // draws the chart's image when usable
-
-    bool Empty() const { return frames.empty() || frames[0].local.empty(); }
-};
-
-// Most directions a chart is placed in: four frames of four quarter turns.
-constexpr int kMaxFrames = 4;
-constexpr int kMaxDirections = 4 * kMaxFrames;
-
-// `frame` turned counter-clockwise by `angle` radians and moved back to the origin.
-ChartFrame _TurnedFrame(const ChartFrame& frame, double angle);
-
-// Where a chart's local coordinates land in pixels at pixel scale f: p * f + offset,
-// strictly inside a box of width x height pixels.
-struct PixelFrame {
-    double offsetX = 0.5;
-    double offsetY = 0.5;
-    int width = 1;
-    int height = 1;
-};
-
-// The pixel box of one frame of a chart.
-PixelFrame _MakePixelFrame(const ChartFrame& frame, double pixelScale);
-
-// Coordinates of a point of the frame after `turns` counter-clockwise quarter turns
-// of the frame's box, the same turn as _RotateImage applies to the chart's image.
-void _TurnPoint(double x, double y, int turns, const PixelFrame& frame, double& outX, double& outY);
-
-struct ChartPlacement {
-    int turns = 0;  // direction: frame turns / 4, then (turns & 3) quarter turns of its image
-    int x = 0;      // grid pixel of the image's pixel (0, 0)
-    int y = 0;
-};
-
 struct PackAttemptResult {
-    double scale = 0;
+    double scale = 0;           // chart units to the unit square: pixelScale / side
+    double pixelScale = 0;      // pixels per chart unit of the shapes placed
+    int side = 0;               // side of the square in pixels
     bool success = false;
     int usedHeight = 0;         // rows used (success)
     double placedFraction = 0;  // share of the grown pixels placed before a chart found no room
@@ -89,38 +41,35 @@ struct PackVariant {
     PlacementOrder order = PlacementOrder::Pixels;
 };
 
-// Owns the images and the grid of one attempt; reusable for further scales. Each chart
-// is placed in its first `frameLimit` frames (and their quarter turns).
+// Owns the occupancy grid of one thread of attempts; reusable for any shape set and side.
 class ChartPackAttempt {
 public:
-    ChartPackAttempt(const std::vector<std::vector<int>>& triangles, const std::vector<PreparedChart>& charts,
-                     int gridSize, int gap, bool rotate, bool useProbes, int frameLimit = kMaxFrames)
-        : mTriangles(triangles), mCharts(charts), mGridSize(gridSize), mGap(gap), mRotate(rotate),
-          mUseProbes(useProbes), mFrameLimit(frameLimit), mShapes(charts.size()) {}
+    // Places every chart of `shapes` (built) in a square of `side` pixels, or stops at
+    // the first chart that finds no room.
+    PackAttemptResult Run(const ChartShapeSet& shapes, int side, const PackVariant& variant = PackVariant());
 
-    // Rasterises every chart at `scale` (chart units to the unit square) and places
-    // them all, or stops at the first chart that finds no room.
-    PackAttemptResult Run(double scale, const PackVariant& variant = PackVariant());
+    // Fills one page: places, largest first, every chart still marked in `pending` that
+    // finds room in an empty square of `side` pixels, writes its placement and clears its
+    // mark. Returns the number of charts placed.
+    int FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
+                 std::vector<ChartPlacement>& placements);
 
 private:
-    // Frames of chart k that get shapes (at most mFrameLimit and kMaxFrames).
-    int FrameCount(size_t k) const;
-    void BuildShape(size_t k, double pixelScale);
-    void BuildTurns(size_t k, int frame, double pixelScale);
+    // The charts with points, largest first by the variant's measure.
+    static std::vector<int> Order(const ChartShapeSet& shapes, const PackVariant& variant);
+    // Resets the grid for the charts of `order` (placed in that order) in a square of `side`,
+    // and notes for each step what the charts still to come need of the grid.
+    void ResetGrid(const ChartShapeSet& shapes, int side, const std::vector<int>& order);
+    // Before placing order[i]: tells the grid what order[i..] needs.
+    void LowerCaps(size_t i);
+    // The lowest position of chart k by the variant's rule among its directions; returns
+    // the direction and writes the position, or -1 when none fits.
+    int FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x, int& y) const;
 
-    const std::vector<std::vector<int>>& mTriangles;
-    const std::vector<PreparedChart>& mCharts;
-    int mGridSize;
-    int mGap;
-    bool mRotate;
-    bool mUseProbes;  // shapes carry probe squares and the grid keeps its square map
-    int mFrameLimit;  // frames of a chart that get shapes
-    std::vector<std::array<ChartShape, kMaxDirections>> mShapes;
-    double mShapeScale = 0;  // scale the shapes were built at (0: none yet)
-    std::vector<double> mPixels;
-    BitImage mImage;
-    BitImage mTurned;
     AtlasGrid mGrid;
+    // Per step i of the order, over the charts order[i..]: the largest probe square, the
+    // longest run and the longest key column.
+    std::vector<int> mSquareCap, mRunCap, mColumnCap;
 };
 
 }  // namespace ORVO

@@ -1,53 +1,21 @@
 #include "unfold/packing/ChartPacker.h"
 
 #include "foundation/LogLine.h"
-#include "unfold/packing/ChartOrientation.h"
 #include "unfold/packing/ChartPackAttempt.h"
+#include "unfold/packing/ChartShapeSet.h"
+#include "unfold/packing/TwoThreads.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <exception>
 #include <limits>
-#include <memory>
-#include <thread>
 
 namespace ORVO {
 
 namespace {
 
 constexpr double kNoScale = std::numeric_limits<double>::max();
-
-bool ValidInput(const std::vector<std::vector<int>>& chartTriangles, const std::vector<std::vector<double>>& chartUVs) {
-    if (chartTriangles.empty() || chartTriangles.size() != chartUVs.size()) {
-        _LogFailure("PackUVAtlas: singleRegionList.empty() || singleRegionList.size() != texCoordList.size()");
-        return false;
-    }
-    for (size_t k = 0; k < chartUVs.size(); ++k) {
-        const std::vector<double>& uv = chartUVs[k];
-        const std::vector<int>& tris = chartTriangles[k];
-        const long long n = static_cast<long long>(uv.size() / 2);
-        bool ok = uv.size() % 2 == 0 && tris.size() % 3 == 0 && n <= INT_LARGE;
-        for (size_t i = 0; ok && i < uv.size(); ++i) ok = std::isfinite(uv[i]);
-        for (size_t i = 0; ok && i < tris.size(); ++i) ok = tris[i] >= 0 && tris[i] < n;
-        if (!ok) {
-            _LogFailure("PackUVAtlas: invalid chart ", k, " (odd coordinate count, bad index or non-finite value)");
-            return false;
-        }
-    }
-    return true;
-}
-
-// Few charts are placed in twelve directions (three frames a third of a quarter turn
-// apart): with so few, how each one lies decides much of the fill, and the extra shapes
-// cost little. Four frames did no better than three.
-constexpr size_t kTiltedChartLimit = 64;
-constexpr int kTiltedFrames = 3;
-
-// Probe squares (and the grid's square map behind them) pay off only when many small
-// charts search a crowded grid; with fewer charts, keeping the map up to date costs
-// more than the searches it shortens.
-constexpr size_t kProbeChartCount = 150;
 
 // Inputs under this many triangles pack in milliseconds: they get every attempt.
 constexpr size_t kSmallInputTriangles = 20000;
@@ -63,71 +31,19 @@ constexpr int kSecondPassFrames = 2;
 constexpr int kSecondPassSearch = 4;
 constexpr int kSecondPassRefine = 2;
 
-// Replaces the frames after frames[0] by `frameCount` - 1 frames turned from it by
-// equal steps that divide a quarter turn.
-void SetFrames(PreparedChart& c, int frameCount) {
-    if (c.Empty()) return;
-    c.frames.resize(1);
-    for (int f = 1; f < frameCount; ++f) c.frames.push_back(_TurnedFrame(c.frames[0], 0.5 * ORVO_PI * f / frameCount));
-}
-
-PreparedChart PrepareChart(size_t index, const std::vector<int>& tris, const std::vector<double>& uv, bool rotate,
-                           int frameCount) {
-    PreparedChart c;
-    const int n = static_cast<int>(uv.size() / 2);
-    if (n == 0) return c;
-    for (size_t t = 0; t + 2 < tris.size(); t += 3) {
-        const double* a = &uv[2 * tris[t]];
-        const double* b = &uv[2 * tris[t + 1]];
-        const double* d = &uv[2 * tris[t + 2]];
-        c.area += 0.5 * std::fabs((b[0] - a[0]) * (d[1] - a[1]) - (b[1] - a[1]) * (d[0] - a[0]));
-    }
-    ChartFrame start;
-    start.local = uv;
-    double angle = 0;
-    if (rotate) {
-        const HullRectangle rect = _MinimalAreaRectangle(uv.data(), _ConvexHull2D(uv.data(), n));
-        // Rotation onto the rectangle's axes: (u, v) -> (a . p, a_perp . p), determinant +1.
-        angle = -std::atan2(rect.axisY, rect.axisX);
-    }
-    c.frames.push_back(_TurnedFrame(start, angle));
-    if (rotate) SetFrames(c, frameCount);
-    c.outline = _MakeChartOutline(tris, c.frames[0].local.data());
-    if (c.frames[0].extentU == 0 && c.frames[0].extentV == 0)
-        _LogDetail("PackUVAtlas: add diameter: chart ", index, " is a single point and gets one pixel");
-    return c;
-}
-
-// Longest side of any frame's box: no scale may make it longer than the square.
-double LongestSide(const std::vector<PreparedChart>& charts) {
-    double longest = 0;
-    for (const PreparedChart& c : charts)
-        for (const ChartFrame& f : c.frames) longest = std::max({longest, f.extentU, f.extentV});
-    return longest;
-}
-
-// Side of the occupancy grid. Finer than the texture, the conservative cover of
-// chart borders wastes less; the grid stays at most 4096 pixels for time and memory.
-int GridSize(int resolution) {
-    if (resolution > 4096) return 4096;
-    int factor = std::max(1, 2048 / resolution);
-    if (2LL * resolution <= 4096) factor = std::max(factor, 2);
-    return resolution * factor;
-}
-
 // Largest scale that still packs: each round proposes one scale per worker from what
 // the earlier attempts showed (bracket, rows used, share placed before failing).
 class ScaleSearch {
 public:
     // `precision`: the search stops once the best success and the lowest failure above
     // it differ by less than this factor.
-    ScaleSearch(double start, double maxScale, int gridSize, double precision)
-        : mStart(std::min(start, maxScale)), mMax(maxScale), mGrid(gridSize), mPrecision(precision) {}
+    ScaleSearch(double start, double maxScale, double precision)
+        : mStart(std::min(start, maxScale)), mMax(maxScale), mPrecision(precision) {}
 
     std::vector<double> Propose(int count) const {
         std::vector<double> s;
         // Where the rows left free by the best success predict the limit.
-        const double predicted = mLo * std::sqrt(double(mGrid) / std::max(1, mLoUsed)) * 1.005;
+        const double predicted = mLo * std::sqrt(double(mLoSide) / std::max(1, mLoUsed)) * 1.005;
         if (mLo == 0 && mHi == kNoScale) {
             s.push_back(mStart);
             if (count > 1) s.push_back(mStart * std::sqrt(0.66 / 0.6));
@@ -168,6 +84,7 @@ public:
             if (r.scale >= mHi) mHi = kNoScale;  // a failure above would be noise of the heuristic
             if (r.scale > mLo) {
                 mLo = r.scale;
+                mLoSide = r.side;
                 mLoUsed = r.usedHeight;
                 mSeeded = false;
                 return true;
@@ -182,7 +99,7 @@ public:
     // Starts from a scale known to pack (on a coarser grid), without an attempt here.
     void Seed(double scale) {
         mLo = std::min(scale, mMax);
-        mLoUsed = mGrid;
+        mLoSide = mLoUsed = 1;
         mSeeded = true;
     }
 
@@ -196,9 +113,9 @@ public:
 
 private:
     double mStart, mMax;
-    int mGrid;
     double mPrecision;
     double mLo = 0;
+    int mLoSide = 1;  // side and rows used of the best success
     int mLoUsed = 0;
     double mHi = kNoScale;
     double mHiPlaced = 0;
@@ -209,6 +126,11 @@ private:
 // which a further step is not worth an attempt.
 constexpr double kRefineStep = 1.008;
 constexpr double kRefineMinStep = 1.002;
+
+// Ladder attempts on the coarse grid. Near the limit, whether a scale packs is the luck
+// of how the charts fall: a short ladder there raises the result a large input may stop
+// at (a point of fill on ogre) and the seed of the finer grid.
+constexpr int kCoarseRefine = 2;
 
 // Attempts on the fine grid once the coarse search has found the limit: the first
 // climbs above it, the rest (the ladder of variants) add a point or two of fill each.
@@ -226,58 +148,43 @@ PackBudget FineAttempts(size_t chartCount, size_t triangleCount) {
     return {2, 0};
 }
 
-// Runs one attempt per scale and variant, the second (if any) on a thread of its own.
-std::vector<PackAttemptResult> RunAttempts(std::vector<std::unique_ptr<ChartPackAttempt>>& attempts,
-                                           const std::vector<double>& scales,
-                                           const std::vector<PackVariant>& variants) {
-    std::vector<PackAttemptResult> results(scales.size());
-    if (scales.size() > 1 && attempts.size() > 1) {
-        std::exception_ptr failure;
-        std::thread helper([&] {
-            try {
-                results[1] = attempts[1]->Run(scales[1], variants[1]);
-            } catch (...) {
-                failure = std::current_exception();
-            }
-        });
-        try {
-            results[0] = attempts[0]->Run(scales[0], variants[0]);
-        } catch (...) {
-            helper.join();
-            throw;
-        }
-        helper.join();
-        if (failure) std::rethrow_exception(failure);
+// Scales that put the charts on less than this share of the grid's side draw them again.
+// Climbing within that share keeps the images: a square 3% smaller only makes the pixels
+// 3% coarser than the texels.
+constexpr double kRedrawShare = 0.97;
+
+// Runs one attempt per side and variant, the second (if any) on a thread of its own.
+std::vector<PackAttemptResult> RunAttempts(std::vector<ChartPackAttempt>& attempts, const ChartShapeSet& shapes,
+                                           const std::vector<int>& sides, const std::vector<PackVariant>& variants) {
+    std::vector<PackAttemptResult> results(sides.size());
+    if (sides.size() > 1 && attempts.size() > 1) {
+        _RunOnTwoThreads([&] { results[0] = attempts[0].Run(shapes, sides[0], variants[0]); },
+                         [&] { results[1] = attempts[1].Run(shapes, sides[1], variants[1]); });
     } else {
-        for (size_t i = 0; i < scales.size(); ++i) results[i] = attempts[0]->Run(scales[i], variants[i]);
+        for (size_t i = 0; i < sides.size(); ++i) results[i] = attempts[0].Run(shapes, sides[i], variants[i]);
     }
     return results;
 }
 
-// The attempts of one occupancy grid: the scale search and the climb above its result.
+// The attempts of one grid: the charts' images are drawn once at a pixel scale that puts
+// the scale to beat at the grid's side, and every larger scale is tried as a smaller
+// square; only a scale below that (a failed guess) draws them again.
 class GridPacking {
 public:
-    // `placeable`: the charts with at least one point.
+    // `placeable`: the charts with at least one point; `side`: the grid's largest side,
+    // at which `gap` pixels are the gap asked.
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
-                size_t placeable, int grid, double longestSide, const ChartPackOptions& options, int workers,
-                int frameLimit)
-        : mGrid(grid) {
-        // The gap in grid pixels, rounded up when the grid is coarser than the texture.
-        const int gap = static_cast<int>(std::ceil(double(options.gapTexels) * grid / options.resolution - 1e-9));
-        // Every chart must fit across the square with its one-pixel frame margin.
-        mMaxScale = longestSide > 0 ? (grid - 2.0) / (double(grid) * longestSide) : kNoScale;
+                size_t placeable, int side, int gap, const ChartPackOptions& options, int workers, int frameLimit)
+        : mShapes(chartTriangles, charts, gap, options.allowRotation, _ProbesPay(placeable), frameLimit),
+          mSide(side), mWorkers(workers) {
         // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the
         // grid can never be placed.
-        const double cells = double(grid) / (gap + 1);
+        const double cells = double(side) / (gap + 1);
         if (double(placeable) > cells * cells) return;
-        const bool useProbes = placeable >= kProbeChartCount;
-        for (int w = 0; w < workers; ++w)
-            mAttempts.emplace_back(
-                new ChartPackAttempt(chartTriangles, charts, grid, gap, options.allowRotation, useProbes, frameLimit));
+        mAttempts.resize(workers);
     }
 
     bool Valid() const { return !mAttempts.empty(); }
-    int Grid() const { return mGrid; }
 
     // The largest scale that packs: the scale search from `guess`, or climbing from `seed`
     // (a scale known to pack on a coarser grid or in fewer directions; 0 for none), ends
@@ -285,14 +192,39 @@ public:
     // a success; the variant ladder then climbs with `budget.refine` more. Returns the
     // best success (success false if none).
     PackAttemptResult Pack(double guess, double seed, double precision, PackBudget budget, double texArea) {
-        ScaleSearch search(guess, mMaxScale, mGrid, precision);
+        const double start = seed > 0 ? seed : guess;
+        Draw(start);
+        ScaleSearch search(guess, mShapes.PixelScale() / mShapes.SmallestSide(), precision);
         if (seed > 0) search.Seed(seed);
         PackAttemptResult best = Search(search, texArea, budget.search);
-        Refine(search, best, budget.refine);
+        Refine(search, best, seed, budget.refine);
         return best;
     }
 
 private:
+    // Draws the images again when `scale` would need a square larger than the grid, or
+    // one so much smaller that the pixels would be coarser than the grid's.
+    void Draw(double scale) {
+        const double side = mShapes.Built() ? mShapes.PixelScale() / scale : 0;
+        if (side > mSide + 1e-6 || side < kRedrawShare * mSide) mShapes.Build(scale * mSide, mWorkers);
+    }
+    // The square that puts the charts at `scale` or just below it.
+    int SideFor(double scale) const {
+        const double side = std::ceil(mShapes.PixelScale() / scale - 1e-9);
+        return static_cast<int>(std::min<double>(mSide, std::max<double>(mShapes.SmallestSide(), side)));
+    }
+    std::vector<int> Sides(const std::vector<double>& scales) {
+        double lowest = scales[0];
+        for (double s : scales) lowest = std::min(lowest, s);
+        Draw(lowest);
+        std::vector<int> sides;
+        for (double s : scales) {
+            const int side = SideFor(s);
+            if (std::find(sides.begin(), sides.end(), side) == sides.end()) sides.push_back(side);
+        }
+        return sides;
+    }
+
     // Runs the scale search to its end; returns the best success (success false if none).
     PackAttemptResult Search(ScaleSearch& search, double texArea, int attemptLimit) {
         PackAttemptResult best;
@@ -300,15 +232,19 @@ private:
         int attemptCount = 0;
         while (!search.Done()) {
             if (attemptCount >= (search.HasSuccess() ? attemptLimit : attemptLimitWithoutSuccess)) break;
-            const std::vector<double> scales = search.Propose(static_cast<int>(mAttempts.size()));
+            const std::vector<int> sides = Sides(search.Propose(static_cast<int>(mAttempts.size())));
             std::vector<PackAttemptResult> results =
-                RunAttempts(mAttempts, scales, std::vector<PackVariant>(scales.size()));
+                RunAttempts(mAttempts, mShapes, sides, std::vector<PackVariant>(sides.size()));
+            bool progress = false;
             for (PackAttemptResult& r : results) {
                 ++attemptCount;
                 _LogDetail("PackUVAtlas: update discrete = ", r.scale, " utilization ", r.scale * r.scale * texArea,
                            r.success ? " placed" : " no room");
-                if (search.Record(r)) best = std::move(r);
+                progress = search.Record(r) || progress;
+                if (r.success && (!best.success || r.scale > best.scale)) best = std::move(r);
             }
+            // A square a pixel apart from the best is as far as this grid can tell.
+            if (best.success && sides.size() == 1 && sides[0] == best.side && !progress) break;
         }
         return best;
     }
@@ -316,8 +252,10 @@ private:
     // Near the limit, whether a scale packs depends on how the charts happen to fall, not
     // on the scale alone: a scale a little above the best success often packs with another
     // order or placement rule. Each step up is tried with the variants in turn until one
-    // places every chart; the ladder ends when none does or the budget is spent.
-    void Refine(const ScaleSearch& search, PackAttemptResult& best, int budget) {
+    // places every chart; the ladder ends when none does or the budget is spent. It climbs
+    // from the best success, or from `floor` (a scale known to pack elsewhere; 0 for none)
+    // when the search found none above it, so that its effort does not hang on that luck.
+    void Refine(const ScaleSearch& search, PackAttemptResult& best, double floor, int budget) {
         static const PackVariant kVariants[] = {
             {PlacementRule::LowestCentre, PlacementOrder::Pixels},
             {PlacementRule::LowestTop, PlacementOrder::Pixels},
@@ -326,28 +264,35 @@ private:
         };
         const size_t variantCount = sizeof(kVariants) / sizeof(kVariants[0]);
         const int workers = static_cast<int>(mAttempts.size());
+        double current = best.success ? std::max(best.scale, floor) : floor;
         double step = kRefineStep;
-        while (best.success && budget > 0 && best.scale < mMaxScale && step > kRefineMinStep) {
+        while (current > 0 && budget > 0 && step > kRefineMinStep) {
             // With attempts for a few rungs, a step past a failure of the search pays off
             // more often than not; with fewer, the middle of the bracket is the surer gain.
             const double failed = search.LowestFailure();
-            double next = std::min(best.scale * step, mMaxScale);
-            if (failed > best.scale && failed < next && budget < 2 * static_cast<int>(variantCount))
-                next = std::sqrt(best.scale * failed);
+            double next = current * step;
+            if (failed > current && failed < next && budget < 2 * static_cast<int>(variantCount))
+                next = std::sqrt(current * failed);
+            // A larger scale is a smaller square, at least a pixel smaller.
+            int side = SideFor(next);
+            while (side > mShapes.SmallestSide() && mShapes.PixelScale() / side <= current) --side;
+            const double scale = mShapes.PixelScale() / side;
+            if (!(scale > current)) break;
             bool placed = false;
             // The search's own variant already failed at or below this scale.
-            for (size_t v = next >= failed ? 1 : 0; v < variantCount && !placed && budget > 0;) {
-                std::vector<double> scales;
+            for (size_t v = scale >= failed ? 1 : 0; v < variantCount && !placed && budget > 0;) {
+                std::vector<int> sides;
                 std::vector<PackVariant> variants;
                 for (int w = 0; w < workers && v < variantCount && budget > 0; ++w, ++v, --budget) {
-                    scales.push_back(next);
+                    sides.push_back(side);
                     variants.push_back(kVariants[v]);
                 }
-                std::vector<PackAttemptResult> results = RunAttempts(mAttempts, scales, variants);
+                std::vector<PackAttemptResult> results = RunAttempts(mAttempts, mShapes, sides, variants);
                 for (PackAttemptResult& r : results) {
                     if (r.success && !placed) {
                         placed = true;
                         best = std::move(r);
+                        current = best.scale;
                     }
                 }
             }
@@ -356,15 +301,16 @@ private:
         }
     }
 
-    int mGrid;
-    double mMaxScale = kNoScale;
-    std::vector<std::unique_ptr<ChartPackAttempt>> mAttempts;
+    ChartShapeSet mShapes;
+    int mSide;
+    int mWorkers;
+    std::vector<ChartPackAttempt> mAttempts;
 };
 
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                const ChartPackOptions& options, ChartPackStats* stats) {
     const auto start = std::chrono::steady_clock::now();
-    if (!ValidInput(chartTriangles, chartUVs)) return STATUS_INVALID_INPUT;
+    if (!_ValidChartLists(chartTriangles, chartUVs)) return STATUS_INVALID_INPUT;
     if (options.resolution < 1 || options.gapTexels < 0) {
         _LogFailure("PackUVAtlas: invalid resolution or gap: ", options.resolution, " ", options.gapTexels);
         return STATUS_INVALID_INPUT;
@@ -376,12 +322,11 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     // Charts with at least one point; the others get no place.
     size_t placeable = 0;
     for (const std::vector<double>& uv : chartUVs) placeable += uv.empty() ? 0 : 1;
-    const int frameCount = placeable <= kTiltedChartLimit ? kTiltedFrames : 1;
+    const int frameCount = _FramesFor(placeable);
     for (size_t k = 0; k < chartCount; ++k) {
-        charts[k] = PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
+        charts[k] = _PrepareChart(k, chartTriangles[k], chartUVs[k], options.allowRotation, frameCount);
         texArea += charts[k].area;
     }
-    const double longestSide = LongestSide(charts);
     if (!(texArea > 0) || !std::isfinite(texArea)) {
         _LogFailure("PackAtlas: invalid texArea: ", texArea);
         return STATUS_FAILED;
@@ -392,10 +337,13 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     const int workers = options.threadCount > 1 ? 2 : 1;
     const int searchLimit = workers > 1 ? 8 : 6;
     const double guess = std::sqrt(0.6 / texArea);
-    const int grid = GridSize(options.resolution);
+    const int grid = _FineGridSide(options.resolution);
+    const int gap = _GapPixels(options.gapTexels, grid, options.resolution);
+    const int coarseGrid = grid / 2;
     PackAttemptResult best;
     int bestGrid = grid;
     int bestFrames = frameCount;
+    bool tiltedPass = false;
     // Keeps a pass's result when it reaches at least the best scale so far.
     auto keep = [&](PackAttemptResult&& r, int fromGrid, int frames) {
         if (!r.success || (best.success && r.scale < best.scale)) return;
@@ -405,13 +353,13 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     };
     auto fill = [texArea](const PackAttemptResult& r) { return r.scale * r.scale * texArea; };
 
-    // The search for the limit runs first on a grid of texels, where an attempt costs
-    // a quarter; the finer grid then starts from that scale and only climbs.
-    if (grid > options.resolution) {
-        GridPacking coarse(chartTriangles, charts, placeable, options.resolution, longestSide, options, workers,
-                           frameCount);
+    // The search for the limit runs first on a grid of half the side, where an attempt
+    // costs a quarter; the finer grid then starts from that scale and only climbs.
+    {
+        GridPacking coarse(chartTriangles, charts, placeable, coarseGrid,
+                           _GapPixels(options.gapTexels, coarseGrid, options.resolution), options, workers, frameCount);
         if (coarse.Valid())
-            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, 0}, texArea), coarse.Grid(),
+            keep(coarse.Pack(guess, 0, workers > 1 ? 1.01 : 1.02, {searchLimit, kCoarseRefine}, texArea), coarseGrid,
                  frameCount);
     }
     // On the finer grid, one worker stops once the limit is known to about a percent of
@@ -423,7 +371,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     if (best.success && !small && fill(best) >= kGoodFill) {
         _LogDetail("PackUVAtlas: texel grid fill ", fill(best), " is enough");
     } else {
-        GridPacking fine(chartTriangles, charts, placeable, grid, longestSide, options, workers, frameCount);
+        GridPacking fine(chartTriangles, charts, placeable, grid, gap, options, workers, frameCount);
         if (!fine.Valid() && !best.success) {
             _LogFailure("PackUVAtlas: ", placeable, " charts cannot keep a gap of ", options.gapTexels,
                         " texels in a square of ", options.resolution);
@@ -437,9 +385,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     }
     if (best.success && options.allowRotation && frameCount < kSecondPassFrames && fill(best) < kPoorFill) {
         _LogDetail("PackUVAtlas: fill ", fill(best), ", second pass with charts turned by an eighth");
-        for (PreparedChart& c : charts) SetFrames(c, kSecondPassFrames);
-        GridPacking tilted(chartTriangles, charts, placeable, grid, LongestSide(charts), options, workers,
-                           kSecondPassFrames);
+        tiltedPass = true;
+        for (PreparedChart& c : charts) _SetFrames(c, kSecondPassFrames);
+        GridPacking tilted(chartTriangles, charts, placeable, grid, gap, options, workers, kSecondPassFrames);
         if (tilted.Valid())
             keep(tilted.Pack(guess, best.scale, finePrecision, {kSecondPassSearch, kSecondPassRefine}, texArea), grid,
                  kSecondPassFrames);
@@ -449,23 +397,8 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         return STATUS_FAILED;
     }
 
-    const double pixelScale = best.scale * bestGrid;
-    for (size_t k = 0; k < chartCount; ++k) {
-        const PreparedChart& c = charts[k];
-        if (c.Empty()) continue;
-        const ChartPlacement& p = best.placements[k];
-        const ChartFrame& turned = c.frames[p.turns / 4];
-        const std::vector<double>& local = turned.local;
-        const PixelFrame frame = _MakePixelFrame(turned, pixelScale);
-        std::vector<double>& uv = chartUVs[k];
-        for (size_t i = 0; i + 1 < uv.size(); i += 2) {
-            double x, y;
-            _TurnPoint(local[i] * pixelScale + frame.offsetX, local[i + 1] * pixelScale + frame.offsetY, p.turns & 3,
-                       frame, x, y);
-            uv[i] = (x + p.x) / bestGrid;
-            uv[i + 1] = (y + p.y) / bestGrid;
-        }
-    }
+    for (size_t k = 0; k < chartCount; ++k)
+        if (!charts[k].Empty()) _WritePlacedChart(charts[k], best.placements[k], best.pixelScale, best.side, chartUVs[k]);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     _LogDetail("UnfoldMesh::PackAtlas time: ", seconds);
     if (stats) {
@@ -473,12 +406,30 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         stats->scale = best.scale;
         stats->workResolution = bestGrid;
         stats->directions = options.allowRotation ? 4 * std::min(bestFrames, kMaxFrames) : 1;
+        stats->tiltedPass = tiltedPass;
         stats->seconds = seconds;
     }
     return STATUS_SUCCESS;
 }
 
 }  // namespace
+
+// Side of the finest occupancy grid. Up to 1024 texels it is two pixels or more a
+// texel: finer than the texture, the conservative cover of chart borders wastes less.
+// From 2048 to 4096 texels it stays at 2048 pixels, and above it grows with the fourth
+// root of the texture's side, so that a 4096 or 8192 texture costs about the pixels
+// (and the time) of a 1024 one or 1.4 times them. The gap then rounds up to a whole
+// pixel, more than asked but less, measured against the square, than at 1024.
+int _FineGridSide(int resolution) {
+    if (resolution <= 1024) return resolution * std::max(2, 2048 / resolution);
+    if (resolution <= 4096) return std::min(resolution, 2048);
+    return std::min(kMaxGridSize, static_cast<int>(std::lround(2048 * std::pow(resolution / 4096.0, 0.25))));
+}
+
+// The gap in pixels of a grid of `side` pixels over the texture, rounded up.
+int _GapPixels(int gapTexels, int side, int resolution) {
+    return static_cast<int>(std::ceil(double(gapTexels) * side / resolution - 1e-9));
+}
 
 int _PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                 const ChartPackOptions& options, ChartPackStats* stats) {

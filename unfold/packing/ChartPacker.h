@@ -17,8 +17,10 @@ struct ChartPackOptions {
 struct ChartPackStats {
     double utilization = 0;    // total triangle area of the packed charts (the square has area 1)
     double scale = 0;          // common factor applied to every chart
-    int workResolution = 0;    // pixels per side of the occupancy grid the charts were placed in
+    int workResolution = 0;    // pixels per side of the occupancy grid the charts were placed in (the
+                               // square they filled may be a little smaller)
     int directions = 0;        // directions each chart could take in that packing (1 without rotation)
+    bool tiltedPass = false;   // a second pass with charts also turned by an eighth of a turn ran
     double seconds = 0;        // wall time of the call
 };
 
@@ -30,5 +32,11 @@ struct ChartPackStats {
 // untouched), -3 if packing fails (no positive total area, or no scale could be placed).
 int _PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
                 const ChartPackOptions& options, ChartPackStats* stats);
+
+// Side in pixels of the finest occupancy grid the packer uses for a texture of
+// `resolution` texels, and the gap in whole pixels of a grid of `side` pixels over it
+// (rounded up, never down).
+int _FineGridSide(int resolution);
+int _GapPixels(int gapTexels, int side, int resolution);
 
 }  // namespace ORVO
