@@ -104,7 +104,7 @@ if [[ -x "$prefix/bin/qarnuv" ]]; then
     echo "== installed command-line tool"
     (cd "$work/run" && env -u LD_LIBRARY_PATH "$prefix/bin/qarnuv" --help > /dev/null) \
         || fail "the installed qarnuv does not run"
-    ldd "$prefix/bin/qarnuv" | grep -q "$prefix" || fail "the installed qarnuv does not use the installed library"
+    env -u LD_LIBRARY_PATH ldd "$prefix/bin/qarnuv" | grep -q "$prefix" || fail "the installed qarnuv does not use the installed library"
     echo "qarnuv runs from $prefix/bin"
 fi
 
@@ -117,7 +117,7 @@ if [[ -n "$module" ]]; then
     (cd "$work/run" && env -u LD_LIBRARY_PATH PYTHONPATH="$site" "${python:-python3}" -c \
         "import qarnuv, sys; assert qarnuv.__file__.startswith(sys.argv[1]), qarnuv.__file__; m = qarnuv.unwrap([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]]); assert m.charts == 1" \
         "$site") || fail "the installed Python module does not import and unwrap"
-    ldd "$module" | grep -q "$prefix" || fail "the installed Python module does not use the installed library"
+    env -u LD_LIBRARY_PATH ldd "$module" | grep -q "$prefix" || fail "the installed Python module does not use the installed library"
     echo "qarnuv imports from $site"
 fi
 
