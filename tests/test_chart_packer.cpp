@@ -244,6 +244,17 @@ TEST(ChartPacker, DegenerateChartsGetPlacesOfTheirOwn) {
     PackAndCheck(set, ORVO::ChartPackOptions());
 }
 
+TEST(ChartPacker, SliverWhoseAreaIsRoundingNoiseSpansTheSquareAtMost) {
+    // Alone, the area would ask for a scale of about a million: the images would need
+    // terabits. The sliver's length bounds the scale instead: it lies within the square,
+    // along its diagonal at most.
+    ChartSet set;
+    set.Add({0, 1, 2}, {10, 1, 0, 1, 10, 1 + 1e-13});
+    const ORVO::ChartPackStats stats = PackAndCheck(set, ORVO::ChartPackOptions());
+    EXPECT_GT(stats.scale, 0.05);
+    EXPECT_LE(stats.scale, std::sqrt(2.0) / 10);
+}
+
 TEST(ChartPacker, ChartWithManyVertices) {
     ChartSet set;
     // An elliptic disc meshed in 150 rings of 1200 vertices (180k vertices, 1200 of

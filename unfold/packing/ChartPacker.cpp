@@ -336,7 +336,17 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
     for (const std::vector<int>& tris : chartTriangles) triangleCount += tris.size() / 3;
     const int workers = options.threadCount > 1 ? 2 : 1;
     const int searchLimit = workers > 1 ? 8 : 6;
-    const double guess = std::sqrt(0.6 / texArea);
+    // No chart may be drawn larger than the square: a sliver whose area is rounding
+    // noise would otherwise ask for images of billions of pixels.
+    double longestSide = 0;
+    for (const PreparedChart& c : charts) {
+        if (c.Empty()) continue;
+        double side = std::numeric_limits<double>::max();
+        for (const ChartFrame& f : c.frames) side = std::min(side, std::max(f.extentU, f.extentV));
+        longestSide = std::max(longestSide, side);
+    }
+    double guess = std::sqrt(0.6 / texArea);
+    if (longestSide > 0) guess = std::min(guess, 1.0 / longestSide);
     const int grid = _FineGridSide(options.resolution);
     const int gap = _GapPixels(options.gapTexels, grid, options.resolution);
     const int coarseGrid = grid / 2;
