@@ -200,8 +200,10 @@ TEST(ChartPacker, MixedShapesKeepGapAndStayRigid) {
     ChartSet set = MixedSet(11, 120);
     ORVO::ChartPackOptions options;
     const ORVO::ChartPackStats stats = PackAndCheck(set, options);
-    // Few charts of a small input are placed on the texel grid (or the coarse one).
+    // Few charts of a small input are placed on the texel grid (or the coarse one), each in
+    // twelve directions.
     EXPECT_TRUE(stats.workResolution == 1024 || stats.workResolution == 512) << stats.workResolution;
+    EXPECT_EQ(stats.directions, 12);
     // A sound packer fills well over half of the square with such shapes.
     EXPECT_GT(stats.utilization, 0.5);
 }
@@ -222,7 +224,7 @@ TEST(ChartPacker, EffortFollowsTheFill) {
 
     // Whether the tilted pass finds a larger scale is the luck of the placements; that it
     // runs, and that what it keeps is sound, is not.
-    stats = PackAndCheck(MixedSet(11, 120), options);
+    stats = PackAndCheck(MixedSet(11, 240), options);
     EXPECT_TRUE(stats.tiltedPass);
 }
 
