@@ -458,25 +458,24 @@ int LabelParts(const MeshAdjacency& adj, const std::vector<int>& labels, std::ve
 }
 
 // Separate runs of faces labelled `label` in the fan of vertex v: faces of
-// one fan that share an edge share one at v, so flooding the fan finds them.
+// one fan that share an edge share one at v, so joining neighbours finds them.
 int FanWedges(const MeshAdjacency& adj, const std::vector<int>& labels, int v, int label) {
-    std::set<int> left;
+    std::map<int, int> root;
     for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v); ++i)
-        if (labels[adj.vertexFaces[i]] == label) left.insert(adj.vertexFaces[i]);
-    int runs = 0;
-    while (!left.empty()) {
-        ++runs;
-        std::vector<int> stack{*left.begin()};
-        left.erase(left.begin());
-        while (!stack.empty()) {
-            const int f = stack.back();
-            stack.pop_back();
-            for (int k = 0; k < 3; ++k) {
-                const auto it = left.find(adj.faceNeighbours[3 * f + k]);
-                if (it == left.end()) continue;
-                stack.push_back(*it);
-                left.erase(it);
-            }
+        if (labels[adj.vertexFaces[i]] == label) root[adj.vertexFaces[i]] = adj.vertexFaces[i];
+    auto find = [&](int f) {
+        while (root[f] != f) f = root[f];
+        return f;
+    };
+    int runs = static_cast<int>(root.size());
+    for (const auto& entry : root) {
+        for (int k = 0; k < 3; ++k) {
+            const int g = adj.faceNeighbours[3 * entry.first + k];
+            if (g < 0 || root.count(g) == 0) continue;
+            const int a = find(entry.first), b = find(g);
+            if (a == b) continue;
+            root[a] = b;
+            --runs;
         }
     }
     return runs;
