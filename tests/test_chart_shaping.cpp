@@ -10,12 +10,14 @@
 #include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
 #include "unfold/segmentation/BorderStraightening.h"
+#include "unfold/segmentation/ChartCarving.h"
 #include "unfold/segmentation/ChartClustering.h"
 #include "unfold/segmentation/ChartSlits.h"
 #include "unfold/segmentation/RegionTopology.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -254,6 +256,28 @@ TEST(ChartClustering, CreasesAndTheNormalConeStopTheGrowth) {
     EXPECT_EQ(NonDiscRegions(s.adj, labels, pieces), 0);
 }
 
+// A crumpled piece that no cone of normals holds in one chart: an open box
+// (a disc) still ends in the single chart asked for once the cone may widen.
+TEST(ChartClustering, AnUnreachableCountIsReachedWithAWiderCone) {
+    const int n = 4;
+    const TriMesh cube = shapemesh::SubdividedCube(n);
+    TriMesh box;
+    for (int v = 0; v < cube.GetVertexCount(); ++v) box.InsertVertex(cube.GetVertexCoord(v));
+    for (int f = 0; f < 10 * n * n; ++f) {  // the first five sides
+        const int* t = cube.GetTriangle(f);
+        box.InsertTriangle(t[0], t[1], t[2]);
+    }
+    Prepared p(box);
+    ORVO::ClusteringLimits limits;
+    limits.targetCount = 1;
+    limits.maxSpread = 0.25;
+    std::vector<int> labels;
+    EXPECT_EQ(ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels), 5);
+    limits.fallbackSpread = 2.0;
+    EXPECT_EQ(ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels), 1);
+    EXPECT_EQ(NonDiscRegions(p.adj, labels, 1), 0);
+}
+
 // ---------------------------------------------------------------- borders
 
 TEST(BorderStraightening, AZigzagBorderBecomesAStraightOne) {
@@ -384,6 +408,140 @@ TEST(ChartSlits, AConeTipLiesFlatOnceSlitToTheBoundary) {
     EXPECT_FALSE(ORVO::_HasFlippedTriangle(slit, slitUv));
 }
 
+// ---------------------------------------------------------------- carving
+
+// A flat square laid out as it lies, except that the given vertices are
+// lifted into sharp spikes the layout does not follow: the faces around each
+// spike are squeezed in the layout.
+struct SpikedSheet {
+    TriMesh mesh;
+    std::vector<double> uv;
+    SpikedSheet(int cells, const std::vector<std::pair<int, int>>& spikes, double lift) {
+        mesh = testmesh::Grid(cells, cells);
+        for (int v = 0; v < mesh.GetVertexCount(); ++v) {
+            const Vector3 q = mesh.GetVertexCoord(v);
+            uv.push_back(q.x);
+            uv.push_back(q.y);
+        }
+        for (const auto& [i, j] : spikes) {
+            const int v = j * (cells + 1) + i;
+            Vector3 q = mesh.GetVertexCoord(v);
+            q.z = lift;
+            mesh.SetVertexCoord(v, q);
+        }
+    }
+};
+
+// The edge-connected parts of each label, each with a label of its own.
+int LabelParts(const MeshAdjacency& adj, const std::vector<int>& labels, std::vector<int>& parts) {
+    parts.assign(adj.faceCount, -1);
+    int count = 0;
+    std::vector<int> stack;
+    for (int f = 0; f < adj.faceCount; ++f) {
+        if (parts[f] >= 0) continue;
+        parts[f] = count;
+        stack.assign(1, f);
+        while (!stack.empty()) {
+            const int g = stack.back();
+            stack.pop_back();
+            for (int k = 0; k < 3; ++k) {
+                const int h = adj.faceNeighbours[3 * g + k];
+                if (h >= 0 && parts[h] < 0 && labels[h] == labels[g]) {
+                    parts[h] = count;
+                    stack.push_back(h);
+                }
+            }
+        }
+        ++count;
+    }
+    return count;
+}
+
+// Separate runs of faces labelled `label` in the fan of vertex v: faces of
+// one fan that share an edge share one at v, so joining neighbours finds them.
+int FanWedges(const MeshAdjacency& adj, const std::vector<int>& labels, int v, int label) {
+    std::map<int, int> root;
+    for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v); ++i)
+        if (labels[adj.vertexFaces[i]] == label) root[adj.vertexFaces[i]] = adj.vertexFaces[i];
+    auto find = [&](int f) {
+        while (root[f] != f) f = root[f];
+        return f;
+    };
+    int runs = static_cast<int>(root.size());
+    for (const auto& entry : root) {
+        for (int k = 0; k < 3; ++k) {
+            const int g = adj.faceNeighbours[3 * entry.first + k];
+            if (g < 0 || root.count(g) == 0) continue;
+            const int a = find(entry.first), b = find(g);
+            if (a == b) continue;
+            root[a] = b;
+            --runs;
+        }
+    }
+    return runs;
+}
+
+TEST(ChartCarving, SpoiledSpotsAreCarvedOutAsSmallDiscs) {
+    // One spike alone, and two whose carved patches would touch at a corner.
+    const std::vector<std::vector<std::pair<int, int>>> cases = {{{6, 6}}, {{4, 4}, {7, 7}}};
+    for (const auto& spikes : cases) {
+        SCOPED_TRACE(spikes.size());
+        const SpikedSheet sheet(12, spikes, 0.3);
+        std::vector<int> labels;
+        ASSERT_TRUE(ORVO::_CarveSpoiledPatches(sheet.mesh, sheet.uv, 2.5, {}, 0.3, labels));
+        Prepared p(sheet.mesh);
+        // Every face at a spike is carved, faces far from the spikes are kept.
+        for (int f = 0; f < p.adj.faceCount; ++f) {
+            const int* t = sheet.mesh.GetTriangle(f);
+            bool atSpike = false;
+            for (int k = 0; k < 3; ++k) atSpike = atSpike || sheet.mesh.GetVertexCoord(t[k]).z > 0.0;
+            if (atSpike) {
+                EXPECT_EQ(labels[f], 1) << f;
+            }
+            const Vector3 c = p.geo.centroid[f];
+            if (c.x < 0.15 || c.x > 0.85 || c.y < 0.15 || c.y > 0.85) {
+                EXPECT_EQ(labels[f], 0) << f;
+            }
+        }
+        // The rest stays one piece with a hole for each carved patch, each
+        // patch is a disc, and no piece meets itself at a vertex.
+        std::vector<int> parts;
+        const int count = LabelParts(p.adj, labels, parts);
+        std::vector<int> partLabel(count);
+        for (int f = 0; f < p.adj.faceCount; ++f) partLabel[parts[f]] = labels[f];
+        ASSERT_EQ(std::count(partLabel.begin(), partLabel.end(), 0), 1);
+        EXPECT_LE(count, 1 + static_cast<int>(spikes.size()));
+        std::vector<int> local(p.adj.faceCount, -1);
+        std::vector<int> faces;
+        for (int c = 0; c < count; ++c) {
+            faces.clear();
+            for (int f = 0; f < p.adj.faceCount; ++f)
+                if (parts[f] == c) faces.push_back(f);
+            const int holes = partLabel[c] == 0 ? count - 1 : 0;
+            EXPECT_EQ(ORVO::_EulerCharacteristic(p.adj, parts, c, faces, local), 1 - holes) << c;
+        }
+        for (int v = 0; v < p.adj.vertexCount; ++v) {
+            for (int c = 0; c < count; ++c) EXPECT_LE(FanWedges(p.adj, parts, v, c), 1) << v;
+        }
+    }
+}
+
+TEST(ChartCarving, NothingIsCarvedFromASoundOrAWhollySpoiledChart) {
+    std::vector<int> labels;
+    const SpikedSheet flat(8, {}, 0.0);
+    EXPECT_FALSE(ORVO::_CarveSpoiledPatches(flat.mesh, flat.uv, 2.5, {}, 0.25, labels));
+    // A face the overlap test names is carved like a squeezed one.
+    ASSERT_TRUE(ORVO::_CarveSpoiledPatches(flat.mesh, flat.uv, 2.5, {60}, 0.25, labels));
+    EXPECT_EQ(labels[60], 1);
+    // Spikes everywhere would take most of the chart: it is left to be split.
+    std::vector<std::pair<int, int>> many;
+    for (int i = 1; i < 8; i += 2)
+        for (int j = 1; j < 8; j += 2) many.emplace_back(i, j);
+    const SpikedSheet spiky(8, many, 0.3);
+    EXPECT_FALSE(ORVO::_CarveSpoiledPatches(spiky.mesh, spiky.uv, 2.5, {}, 0.25, labels));
+}
+
+
 // ---------------------------------------------------------------- the atlas
 
 TEST(ShapedCharts, TheShapeChoosesTheCharts) {
@@ -457,6 +615,26 @@ TEST(ShapedCharts, SameAtlasWithOneThreadAndSeveral) {
         EXPECT_EQ(one.tex, two.tex);
         EXPECT_EQ(one.ids, two.ids);
     }
+}
+
+// In the strict pass a chart spoiled by a spike loses a small patch around
+// it rather than half of itself: the atlas stays valid within the stretch
+// limit and every seam stays near a spike instead of crossing the sheet.
+TEST(ShapedCharts, ASpikeCostsASmallChartNotAHalf) {
+    const std::pair<int, int> spikes[] = {{10, 12}, {20, 17}};
+    const SpikedSheet sheet(30, {spikes[0], spikes[1]}, 0.1);
+    const Atlas atlas = Unwrap(sheet.mesh, 1, 0.0);
+    ExpectValid(atlas);
+    EXPECT_LE(atlas.stretch.linf, 2.5);
+    EXPECT_LE(atlas.charts, 3);
+    auto nearSpike = [&](const Vector3& q) {
+        for (const auto& [i, j] : spikes)
+            if (std::hypot(q.x - i / 30.0, q.y - j / 30.0) < 0.15) return true;
+        return false;
+    };
+    const Seams seams = FindSeams(sheet.mesh, atlas.tex, atlas.ids);
+    EXPECT_FALSE(seams.edges.empty());
+    for (const auto& [a, b] : seams.edges) EXPECT_TRUE(nearSpike(a) && nearSpike(b));
 }
 
 TEST(ShapedCharts, InvalidBudgetsAreRefused) {

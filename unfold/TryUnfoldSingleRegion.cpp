@@ -10,6 +10,7 @@
 #include "unfold/AtlasStatistics.h"
 #include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
+#include "unfold/segmentation/ChartCarving.h"
 #include "unfold/segmentation/ChartSlits.h"
 
 #include <algorithm>
@@ -22,6 +23,11 @@ namespace {
 constexpr int kDepthLimit = 33;
 // Slits tried on a chart that folds or squeezes a face before it is split.
 constexpr int kSlitAttempts = 1;
+// A chart spoilt in a few spots loses them (see ChartCarving.h) when it has
+// at least this many faces and the spots take at most this share of its area;
+// otherwise it is split in two.
+constexpr int kCarveMinFaces = 24;
+constexpr double kCarveMaxShare = 0.25;
 
 // Faces around vertex v in the order of the fan, walking across the edges
 // incident to v; a fan cut by the boundary starts at one of its ends.
@@ -352,10 +358,19 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
     }
 
     if (chart->GetTriangleCount() > 1 && depth < kDepthLimit && !accept) {
-        // A chart spoilt by a few squeezed or folded faces is cut in two
-        // through their worst inner vertex, which leaves it on the border of
-        // both parts, where the surface around it can open up.
+        // A large chart spoilt in a few spots loses just those spots, whose
+        // outlines are short. Otherwise it is cut in two through the worst
+        // inner vertex of its squeezed or folded faces, which leaves that
+        // vertex on the border of both parts, where the surface can open up.
         std::vector<int> labels;
+        if (settings.shapedCharts && settings.strict && !uv.empty() && chart->GetTriangleCount() >= kCarveMinFaces) {
+            std::vector<int> overlapping;
+            _OverlapTest(*chart, uv, &overlapping);
+            if (_CarveSpoiledPatches(*chart, uv, settings.maxFaceStretch, overlapping, kCarveMaxShare, labels)) {
+                ReturnGroups(*chart, labels, region, subRegions);
+                return STATUS_SUCCESS;
+            }
+        }
         const int apex = settings.shapedCharts && !uv.empty()
                              ? _WorstInnerVertex(*chart, uv, settings.maxFaceStretch, false)
                              : -1;

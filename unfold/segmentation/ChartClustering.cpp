@@ -17,8 +17,6 @@
 namespace ORVO {
 namespace {
 
-// Normal spread at which curvature weighs as much as roundness does.
-constexpr double kSpreadScale = 0.15;
 // Atoms: at most this many faces, and at least this many atoms to a chart.
 constexpr int kAtomFaces = 16;
 constexpr int kAtomsPerChart = 24;
@@ -128,6 +126,20 @@ public:
     int Run(std::vector<int>& labels) {
         mQueueing = true;
         for (int c = 0; c < static_cast<int>(mParent.size()); ++c) PushPairs(c, mNeighbours[c]);
+        MergeQueued();
+        // A count the normal cone cannot reach (a small, crumpled piece)
+        // is reached with wider cones: the flattening then judges the charts.
+        if (mCount > mLimits.targetCount && mLimits.fallbackSpread > mLimits.maxSpread) {
+            mLimits.maxSpread = mLimits.fallbackSpread;
+            for (int c = 0; c < static_cast<int>(mParent.size()); ++c)
+                if (mParent[c] == c) PushPairs(c, mNeighbours[c]);
+            MergeQueued();
+        }
+        return Relabel(labels);
+    }
+
+private:
+    void MergeQueued() {
         while (mCount > mLimits.targetCount && !mQueue.Empty()) {
             const Candidate c = mQueue.Pop();
             if (mParent[c.a] != c.a || mParent[c.b] != c.b) continue;
@@ -142,10 +154,7 @@ public:
             }
             Merge(c.a, c.b, length);
         }
-        return Relabel(labels);
     }
-
-private:
     // When the charts wanted are many times larger than a face, the faces are
     // first gathered in small patches grown breadth first across edges where
     // the surface bends little, each a topological disc: a large
@@ -337,7 +346,7 @@ private:
     }
 
     const MeshAdjacency& mAdj;
-    const ClusteringLimits& mLimits;
+    ClusteringLimits mLimits;
     std::vector<int> mAtom;    // per face: its atom, the first chart it belongs to
     std::vector<int> mParent;  // per atom: the atom it was merged into (itself while it leads a chart)
     std::vector<double> mArea;
@@ -374,7 +383,7 @@ double _ChartMergeCost(const ChartShape& a, const ChartShape& b, double length, 
     const double perimeter = std::max(0.0, a.perimeter + b.perimeter - 2.0 * length);
     const double roundness = perimeter * perimeter / (4.0 * ORVO_PI * area);
     const double shared = length / std::min(a.perimeter, b.perimeter);
-    const double curved = spread / kSpreadScale;
+    const double curved = spread / limits.spreadScale;
     return (curved * curved + limits.roundnessWeight * roundness) / (shared * shared);
 }
 

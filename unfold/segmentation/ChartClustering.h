@@ -21,9 +21,16 @@ struct ClusteringLimits {
     // spread of normals filling a cone of half-angle t evenly is sin^2(t/2),
     // so 0.25 keeps them within about 60 degrees of the mean; 2: none.
     double maxSpread = 2.0;
+    // When the count is not reached within maxSpread, merging goes on with
+    // this limit instead (ignored unless larger).
+    double fallbackSpread = 0.0;
     // Weight of roundness against normal spread in the merge cost: larger
     // values give rounder charts, smaller ones follow the curvature more.
     double roundnessWeight = 0.3;
+    // Normal spread at which curvature weighs as much as roundness does in
+    // the merge cost; larger values let charts bend further before their
+    // outline counts less than their flatness.
+    double spreadScale = 0.15;
     // Edges whose two faces' normals meet at a cosine below this are creases;
     // two charts whose shared border is mostly crease are not merged. -2: none.
     double creaseCosine = -2.0;

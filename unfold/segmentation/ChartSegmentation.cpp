@@ -20,6 +20,12 @@ namespace {
 // mean (see ClusteringLimits::maxSpread): beyond that a flattening stretches
 // noticeably, whatever the count.
 constexpr double kCountSpread = 0.25;
+// To a count, a little more bending is traded for shorter outlines than
+// under a budget: the charts are many and small, so their seams dominate.
+constexpr double kCountSpreadScale = 0.2;
+// A count the cone above cannot reach (a small, crumpled piece) is reached
+// without it; the strict flattening then judges the charts.
+constexpr double kCountFallbackSpread = 2.0;
 // Under a budget, the charts that the flattening then merges start nearly
 // flat: normals within about 20 to 50 degrees, the wider the larger the
 // budget (about 35 for a budget of 1.02). Then only the budget bounds them.
@@ -61,6 +67,8 @@ int _GenerateChartSplitLines(const TriMesh* mesh, const ChartSegmentation& reque
     } else {
         limits.targetCount = std::max(1, request.chartCount);
         limits.maxSpread = kCountSpread;
+        limits.spreadScale = kCountSpreadScale;
+        limits.fallbackSpread = kCountFallbackSpread;
     }
     std::vector<int> labels;
     int count = _ClusterFaces(adj, geo, coords, limits, labels);

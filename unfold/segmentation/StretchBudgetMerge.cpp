@@ -4,6 +4,7 @@
 
 #include <QarnUVAtlas/FillMeshHole.h>
 
+#include "unfold/AtlasContext.h"
 #include "unfold/flattening/ChartLayout.h"
 #include "unfold/segmentation/ChartSlits.h"
 
@@ -298,6 +299,9 @@ public:
         std::vector<Trial> batch;
         std::vector<Candidate> deferred;
         while (!mQueue.empty()) {
+            // A stopped call leaves the regions as they stand; the caller
+            // sees the stop and keeps nothing of them.
+            if (_AtlasCancelRequested()) break;
             // The next few mergeable pairs that share no region are tried together.
             batch.clear();
             deferred.clear();
