@@ -152,28 +152,13 @@ bool _HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv, d
         chartArea += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
                                   chart.GetVertexCoordRef(t[2]));
     }
+    // Faces this small against the chart have no shape to keep.
     const double degenerate = 1e-10 * chartArea;
     for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
-        Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
-        Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
-        Vector3 n = e1.CrossProduct(d);
-        double doubled = n.Length();
-        if (0.5 * doubled <= degenerate) continue;  // no shape to keep
-        double len = e1.Length();
-        // The triangle in its own plane: (0,0), (len,0), (x2,y2).
-        double x2 = (d * e1) / len, y2 = doubled / len;
-        double s1 = uv[2 * t[1]] - uv[2 * t[0]], q1 = uv[2 * t[1] + 1] - uv[2 * t[0] + 1];
-        double s2 = uv[2 * t[2]] - uv[2 * t[0]], q2 = uv[2 * t[2] + 1] - uv[2 * t[0] + 1];
-        double det = s1 * q2 - s2 * q1;
-        if (!(det > 0.0)) return true;
-        // J maps layout edges onto surface edges: J [s1 s2; q1 q2] = [len x2; 0 y2].
-        double j00 = (len * q2 - x2 * q1) / det, j01 = (x2 * s1 - len * s2) / det;
-        double j10 = (-y2 * q1) / det, j11 = (y2 * s1) / det;
-        double a = j00 * j00 + j10 * j10, b = j00 * j01 + j10 * j11, c = j01 * j01 + j11 * j11;
-        double largest2 = 0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b));
-        if (largest2 > limit * limit) return true;
+        double a, b, c;
+        const int state = _FaceLayoutMetric(chart, uv, f, a, b, c, degenerate);
+        if (state < 0) return true;
+        if (state > 0 && _LargestStretchSquared(a, b, c) > limit * limit) return true;
     }
     return false;
 }
@@ -334,14 +319,15 @@ bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector
     return true;
 }
 
-int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c) {
+int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c,
+                      double flatArea) {
     const int* t = chart.GetTriangle(f);
     const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
     const Vector3 e1 = chart.GetVertexCoordRef(t[1]) - p0;
     const Vector3 d = chart.GetVertexCoordRef(t[2]) - p0;
     const double doubled = e1.CrossProduct(d).Length();
     const double len = e1.Length();
-    if (!(doubled > 0.0) || !(len > 0.0)) return 0;
+    if (!(doubled > 2.0 * flatArea) || !(len > 0.0)) return 0;
     // The face in its own plane: (0,0), (len,0), (x2,y2); J maps layout edges
     // onto these: J [s1 s2; q1 q2] = [len x2; 0 y2].
     const double x2 = (d * e1) / len, y2 = doubled / len;
@@ -355,6 +341,10 @@ int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f
     b = j00 * j01 + j10 * j11;
     c = j01 * j01 + j11 * j11;
     return 1;
+}
+
+double _LargestStretchSquared(double a, double b, double c) {
+    return 0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b));
 }
 
 }  // namespace ORVO

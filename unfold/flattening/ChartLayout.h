@@ -29,9 +29,14 @@ bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector
 // The map from face f's layout onto the face, as its metric J^T J: `a` and
 // `c` on the diagonal, `b` off it (its eigenvalues are the squared singular
 // values of the map, its trace twice the squared L2 stretch). Returns 1, 0 for
-// a face without surface area, or -1 when the layout flips the face or gives
-// it no area (a, b, c then unset).
-int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c);
+// a face whose surface area is at most `flatArea`, or -1 when the layout flips
+// the face or gives it no area (a, b, c then unset).
+int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f, double& a, double& b, double& c,
+                      double flatArea = 0.0);
+
+// The larger eigenvalue of the metric [a b; b c]: the square of a face's
+// largest texture-to-surface stretch.
+double _LargestStretchSquared(double a, double b, double c);
 
 // Whether some face's largest texture-to-surface stretch exceeds `limit`, or
 // some face is flipped or has no area in the layout.

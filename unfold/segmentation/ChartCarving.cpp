@@ -47,8 +47,7 @@ bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, d
         if (state < 0) {
             spoiled[f] = 1;
         } else if (state > 0) {
-            const double largest2 = 0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b));
-            if (largest2 > maxFaceStretch * maxFaceStretch) spoiled[f] = 1;
+            if (_LargestStretchSquared(a, b, c) > maxFaceStretch * maxFaceStretch) spoiled[f] = 1;
         }
     }
 
@@ -70,8 +69,7 @@ bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, d
     // at again.
     std::vector<int> work;
     std::vector<char> queued(adj.vertexCount, 0);
-    for (int f = 0; f < faces; ++f) {
-        if (!labels[f]) continue;
+    auto queueCorners = [&](int f) {
         for (int k = 0; k < 3; ++k) {
             const int v = adj.triangles[3 * static_cast<size_t>(f) + k];
             if (!queued[v]) {
@@ -79,7 +77,9 @@ bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, d
                 work.push_back(v);
             }
         }
-    }
+    };
+    for (int f = 0; f < faces; ++f)
+        if (labels[f]) queueCorners(f);
     while (!work.empty()) {
         const int v = work.back();
         work.pop_back();
@@ -89,13 +89,7 @@ bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, d
             const int f = adj.vertexFaces[i];
             if (labels[f]) continue;
             labels[f] = 1;
-            for (int k = 0; k < 3; ++k) {
-                const int u = adj.triangles[3 * static_cast<size_t>(f) + k];
-                if (!queued[u]) {
-                    queued[u] = 1;
-                    work.push_back(u);
-                }
-            }
+            queueCorners(f);
         }
     }
 

@@ -48,7 +48,7 @@ double FaceScore(const TriMesh& chart, const std::vector<double>& uv, int f) {
     double a, b, c;
     const int state = _FaceLayoutMetric(chart, uv, f, a, b, c);
     if (state <= 0) return state == 0 ? 0.0 : kScoreCap;
-    const double largest = std::sqrt(0.5 * ((a + c) + std::sqrt((a - c) * (a - c) + 4.0 * b * b)));
+    const double largest = std::sqrt(_LargestStretchSquared(a, b, c));
     return std::min(largest, kScoreCap);
 }
 
