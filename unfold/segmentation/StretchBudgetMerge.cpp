@@ -117,6 +117,8 @@ struct Region {
     std::vector<int> faces;
     unsigned version = 0;
     bool alive = true;
+    // Its layout is one made for it (by a union, or on its own), not assumed.
+    bool flattened = false;
     // Regions this one (or a region it took in) could not be merged with.
     std::vector<int> refused;
 };
@@ -332,8 +334,13 @@ public:
                     --count;
                 } else {
                     Refuse(c.a, c.b);
+                    if (!trial.layout.valid) {
+                        QueueAlone(c.a);
+                        QueueAlone(c.b);
+                    }
                 }
             }
+            FlattenAlone();
             for (const Candidate& c : deferred) mQueue.push(c);
         }
         cornerUv.assign(6 * static_cast<size_t>(mAdj.faceCount), 0.0);
@@ -402,6 +409,37 @@ private:
         return true;
     }
 
+    // A union that folds may fold because one side does on its own: a seed
+    // still counted as flat is then flattened alone, so that a seed that
+    // cannot lie flat is not tried again with each of its neighbours (each
+    // such trial would flatten the seed and fail).
+    void QueueAlone(int r) {
+        Region& region = mRegions[r];
+        if (region.flattened || !region.alive) return;
+        region.flattened = true;
+        Trial trial;
+        trial.candidate = {0.0, r, r, region.version, region.version};
+        trial.faces = region.faces;
+        mAlone.push_back(std::move(trial));
+    }
+
+    void FlattenAlone() {
+        if (mAlone.empty()) return;
+        Flatten(mAlone);
+        for (Trial& trial : mAlone) {
+            Region& r = mRegions[trial.candidate.a];
+            if (trial.layout.valid) {
+                // Its real stretch replaces the assumed one; the layout is handed
+                // on if it stays as it is.
+                mTotalStretch += trial.layout.stretchSum - r.layout.stretchSum;
+                r.layout = std::move(trial.layout);
+            } else {
+                r.layout.valid = false;
+            }
+        }
+        mAlone.clear();
+    }
+
     void Refuse(int a, int b) {
         for (int f : mRegions[b].faces) mLabels[f] = b;
         mRegions[a].refused.push_back(b);
@@ -432,6 +470,7 @@ private:
         const SharedBorder joint = mBorders[PairKey(a, b)];
         ra.faces.swap(trial.faces);
         ra.layout = trial.layout;
+        ra.flattened = true;
         ra.shape.area += rb.shape.area;
         ra.shape.normal += rb.shape.normal;
         ra.shape.perimeter += rb.shape.perimeter - 2.0 * joint.length;
@@ -476,6 +515,7 @@ private:
     std::vector<char> mBusy;  // in the batch being flattened
     std::vector<int> mLocalIndex;
     std::priority_queue<Candidate, std::vector<Candidate>, std::greater<Candidate>> mQueue;
+    std::vector<Trial> mAlone;  // seeds to flatten on their own after the batch
     std::unique_ptr<ThreadPool> mPool;
     double mTotalArea = 0.0, mTotalStretch = 0.0, mAllowed = 0.0, mMeanArea = 1.0;
 };
