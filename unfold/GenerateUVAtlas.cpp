@@ -16,6 +16,7 @@
 #include "unfold/TinyPiece.h"
 #include "unfold/packing/ChartBundles.h"
 #include "unfold/packing/PageAtlas.h"
+#include "unfold/packing/PlaneArea.h"
 
 #include <algorithm>
 #include <cmath>
@@ -374,10 +375,8 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
         int ids[3];
         chartMeshes[chart]->GetTriangleVertexIds(triangle, ids);
         for (int id : ids) faceTexIds->push_back(offset[chart] + id);
-        const double* t0 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[0])];
-        const double* t1 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[1])];
-        const double* t2 = &(*texCoords)[2 * static_cast<size_t>(offset[chart] + ids[2])];
-        uvArea += 0.5 * std::fabs((t1[0] - t0[0]) * (t2[1] - t0[1]) - (t1[1] - t0[1]) * (t2[0] - t0[0]));
+        const double* tex = texCoords->data() + 2 * static_cast<size_t>(offset[chart]);
+        uvArea += _PlaneTriangleArea(tex + 2 * ids[0], tex + 2 * ids[1], tex + 2 * ids[2]);
     }
     // A face the working copy turned gets its corners back in the caller's order.
     for (size_t f = 0; f < repaired.turned.size(); ++f) {

@@ -82,6 +82,11 @@ void AtlasGrid::NarrowRows(const Masks& m, const PixelRun& run, uint64_t* rows) 
     for (int j = 0; j < rowWords; ++j) rows[j] &= ShiftedWordGuarded(bits, mRowWords64, j, run.y);
 }
 
+void AtlasGrid::LowerRunCap(int longestRun, int longestColumn) {
+    mHorizontal.active = std::min(mHorizontal.active, FloorLog2(std::max(1, longestRun)) + 1);
+    mVertical.active = std::min(mVertical.active, FloorLog2(std::max(1, longestColumn)) + 1);
+}
+
 void AtlasGrid::Reset(int size, int gap, int longestRun, int longestColumn, int largestSquare) {
     mSize = std::min(size, kMaxGridSize);
     mGap = gap;

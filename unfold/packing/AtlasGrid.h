@@ -41,10 +41,7 @@ public:
     }
     // No run or key column to come is longer than these: the run masks of longer runs
     // are no longer kept up to date (nor read).
-    void LowerRunCap(int longestRun, int longestColumn) {
-        mHorizontal.active = std::min(mHorizontal.active, FloorLog2Of(std::max(1, longestRun)) + 1);
-        mVertical.active = std::min(mVertical.active, FloorLog2Of(std::max(1, longestColumn)) + 1);
-    }
+    void LowerRunCap(int longestRun, int longestColumn);
     int Size() const { return mSize; }
 
     // True when `shape` placed with its pixel (0,0) at (x, y) lies inside the square and
@@ -62,7 +59,6 @@ public:
 
 private:
     // The run masks of one direction and their summaries.
-    static int FloorLog2Of(int v) { return 31 - __builtin_clz(static_cast<unsigned>(v)); }
     struct Masks {
         int levels = 0;
         int active = 0;  // levels still kept up to date (the lower ones)

@@ -8,6 +8,7 @@
 
 #include "foundation/LogLine.h"
 #include "unfold/packing/ChartOrientation.h"
+#include "unfold/packing/PlaneArea.h"
 
 #include <algorithm>
 #include <array>
@@ -84,10 +85,7 @@ double ChartArea(const ITriMesh& chart, const std::vector<double>& uv) {
     int ids[3];
     for (int f = 0; f < chart.GetTriangleCount(); ++f) {
         chart.GetTriangleVertexIds(f, ids);
-        const double* a = &uv[2 * ids[0]];
-        const double* b = &uv[2 * ids[1]];
-        const double* c = &uv[2 * ids[2]];
-        area += 0.5 * std::fabs((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]));
+        area += _PlaneTriangleArea(&uv[2 * ids[0]], &uv[2 * ids[1]], &uv[2 * ids[2]]);
     }
     return area;
 }

@@ -55,58 +55,58 @@ int ChartPackAttempt::FindPosition(const ChartShapeSet& shapes, int k, const Pac
     return mGrid.FindLowestPosition(candidates, turnCount, keys, x, y);
 }
 
-PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, const PackVariant& variant) {
-    PackAttemptResult result;
-    result.pixelScale = shapes.PixelScale();
-    result.side = side;
-    result.scale = shapes.PixelScale() / side;
-    const std::vector<int> order = Order(shapes, variant);
-    long long totalPixels = 0;
-    for (int k : order) totalPixels += shapes.Shape(k, 0).grownCount;
+std::vector<int> ChartPackAttempt::PlaceInOrder(const ChartShapeSet& shapes, int side, const std::vector<int>& order,
+                                                const PackVariant& variant, bool stopAtFailure,
+                                                std::vector<ChartPlacement>& placements) {
     ResetGrid(shapes, side, order);
-
-    result.placements.assign(shapes.ChartCount(), ChartPlacement());
-    long long placedPixels = 0;
+    std::vector<int> placed;
+    placed.reserve(order.size());
     for (size_t i = 0; i < order.size(); ++i) {
         const int k = order[i];
         LowerCaps(i);
         int x = 0, y = 0;
         const int t = FindPosition(shapes, k, variant, x, y);
         if (t < 0) {
-            result.success = false;
-            result.usedHeight = side;
-            result.placedFraction = totalPixels > 0 ? double(placedPixels) / double(totalPixels) : 0.0;
-            return result;
+            if (stopAtFailure) break;
+            continue;
         }
         mGrid.Place(shapes.Shape(k, t), x, y);
-        placedPixels += shapes.Shape(k, 0).grownCount;
-        result.placements[k] = {t, x, y};
+        placements[k] = {t, x, y};
+        placed.push_back(k);
     }
-    result.success = true;
-    result.usedHeight = mGrid.UsedHeight();
-    result.placedFraction = 1.0;
+    return placed;
+}
+
+PackAttemptResult ChartPackAttempt::Run(const ChartShapeSet& shapes, int side, const PackVariant& variant) {
+    PackAttemptResult result;
+    result.pixelScale = shapes.PixelScale();
+    result.side = side;
+    result.scale = shapes.PixelScale() / side;
+    const std::vector<int> order = Order(shapes, variant);
+    result.placements.assign(shapes.ChartCount(), ChartPlacement());
+    const std::vector<int> placed = PlaceInOrder(shapes, side, order, variant, true, result.placements);
+    result.success = placed.size() == order.size();
+    if (result.success) {
+        result.usedHeight = mGrid.UsedHeight();
+        result.placedFraction = 1.0;
+        return result;
+    }
+    long long totalPixels = 0, placedPixels = 0;
+    for (int k : order) totalPixels += shapes.Shape(k, 0).grownCount;
+    for (int k : placed) placedPixels += shapes.Shape(k, 0).grownCount;
+    result.usedHeight = side;
+    result.placedFraction = totalPixels > 0 ? double(placedPixels) / double(totalPixels) : 0.0;
     return result;
 }
 
-int ChartPackAttempt::FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
-                               std::vector<ChartPlacement>& placements) {
+std::vector<int> ChartPackAttempt::FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
+                                            std::vector<ChartPlacement>& placements) {
     const PackVariant variant;
     std::vector<int> order;
     for (int k : Order(shapes, variant))
         if (pending[k]) order.push_back(k);
-    ResetGrid(shapes, side, order);
-    int placed = 0;
-    for (size_t i = 0; i < order.size(); ++i) {
-        const int k = order[i];
-        LowerCaps(i);
-        int x = 0, y = 0;
-        const int t = FindPosition(shapes, k, variant, x, y);
-        if (t < 0) continue;
-        mGrid.Place(shapes.Shape(k, t), x, y);
-        placements[k] = {t, x, y};
-        pending[k] = 0;
-        ++placed;
-    }
+    std::vector<int> placed = PlaceInOrder(shapes, side, order, variant, false, placements);
+    for (int k : placed) pending[k] = 0;
     return placed;
 }
 

@@ -50,9 +50,9 @@ public:
 
     // Fills one page: places, largest first, every chart still marked in `pending` that
     // finds room in an empty square of `side` pixels, writes its placement and clears its
-    // mark. Returns the number of charts placed.
-    int FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
-                 std::vector<ChartPlacement>& placements);
+    // mark. Returns the charts placed.
+    std::vector<int> FillPage(const ChartShapeSet& shapes, int side, std::vector<char>& pending,
+                              std::vector<ChartPlacement>& placements);
 
 private:
     // The charts with points, largest first by the variant's measure.
@@ -65,6 +65,12 @@ private:
     // The lowest position of chart k by the variant's rule among its directions; returns
     // the direction and writes the position, or -1 when none fits.
     int FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x, int& y) const;
+    // Places the charts of `order` in turn in a square of `side` pixels and writes their
+    // placements. A chart that finds no room ends the pass when `stopAtFailure` and is
+    // passed over otherwise. Returns the charts placed, in order.
+    std::vector<int> PlaceInOrder(const ChartShapeSet& shapes, int side, const std::vector<int>& order,
+                                  const PackVariant& variant, bool stopAtFailure,
+                                  std::vector<ChartPlacement>& placements);
 
     AtlasGrid mGrid;
     // Per step i of the order, over the charts order[i..]: the largest probe square, the

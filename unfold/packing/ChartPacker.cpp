@@ -189,7 +189,7 @@ public:
     GridPacking(const std::vector<std::vector<int>>& chartTriangles, const std::vector<PreparedChart>& charts,
                 size_t placeable, int side, int gap, const ChartPackOptions& options, int workers, int frameLimit)
         : mShapes(chartTriangles, charts, gap, options.allowRotation, _ProbesPay(placeable), frameLimit),
-          mSide(side), mWorkers(workers) {
+          mSide(side) {
         // Even as single pixels, charts keep gap + 1 pixels apart: more than fit in the
         // grid can never be placed.
         const double cells = double(side) / (gap + 1);
@@ -219,7 +219,7 @@ private:
     // one so much smaller that the pixels would be coarser than the grid's.
     void Draw(double scale) {
         const double side = mShapes.Built() ? mShapes.PixelScale() / scale : 0;
-        if (side > mSide + 1e-6 || side < kRedrawShare * mSide) mShapes.Build(scale * mSide, mWorkers);
+        if (side > mSide + 1e-6 || side < kRedrawShare * mSide) mShapes.Build(scale * mSide, static_cast<int>(mAttempts.size()));
     }
     // The square that puts the charts at `scale` or just below it.
     int SideFor(double scale) const {
@@ -316,7 +316,6 @@ private:
 
     ChartShapeSet mShapes;
     int mSide;
-    int mWorkers;
     std::vector<ChartPackAttempt> mAttempts;
 };
 

@@ -34,7 +34,7 @@ void ChartShapeSet::Build(double pixelScale, int threads) {
         Scratch scratch;
         for (size_t k = 0; k < n; ++k) BuildChart(k, scratch);
     }
-    mLongestRun = mLongestColumn = mSmallestSide = 1;
+    mSmallestSide = 1;
     mChartRuns.assign(n, {1, 1});
     for (size_t k = 0; k < n; ++k) {
         int smallest = 0;
@@ -46,8 +46,6 @@ void ChartShapeSet::Build(double pixelScale, int threads) {
             const int side = std::max(s.width, s.height);
             smallest = d == 0 ? side : std::min(smallest, side);
         }
-        mLongestRun = std::max(mLongestRun, longest.first);
-        mLongestColumn = std::max(mLongestColumn, longest.second);
         mSmallestSide = std::max(mSmallestSide, smallest);
     }
 }

@@ -41,14 +41,11 @@ public:
     bool UsesProbes() const { return mUseProbes; }
 
     size_t ChartCount() const { return mCharts.size(); }
-    const PreparedChart& Chart(size_t k) const { return mCharts[k]; }
     // Directions chart k may take: 0 for a chart without points, 1 without rotation.
     int Directions(size_t k) const;
     const ChartShape& Shape(size_t k, int direction) const { return mShapes[k][direction]; }
-    // The longest horizontal and vertical runs over all shapes, or over the shapes of
-    // chart k (for the grid's masks).
-    int LongestRun() const { return mLongestRun; }
-    int LongestColumn() const { return mLongestColumn; }
+    // The longest horizontal and vertical runs over the shapes of chart k (for the
+    // grid's masks).
     int LongestRun(size_t k) const { return mChartRuns[k].first; }
     int LongestColumn(size_t k) const { return mChartRuns[k].second; }
     // The smallest square side in which every chart fits in some direction, with the
@@ -75,8 +72,6 @@ private:
     double mPixelScale = 0;
     std::vector<std::array<ChartShape, kMaxDirections>> mShapes;
     std::vector<std::pair<int, int>> mChartRuns;  // per chart: longest run, longest key column
-    int mLongestRun = 1;
-    int mLongestColumn = 1;
     int mSmallestSide = 1;
 };
 

@@ -3,6 +3,7 @@
 #include "foundation/LogLine.h"
 #include "unfold/packing/ChartPacker.h"
 #include "unfold/packing/ChartPieces.h"
+#include "unfold/packing/PlaneArea.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,23 +21,9 @@ std::vector<int> Triangles(const ITriMesh* chart) {
 
 double SurfaceArea(const ITriMesh* chart, const std::vector<int>& tris) {
     double area = 0;
-    for (size_t t = 0; t < tris.size(); t += 3) {
-        const Vector3 a = chart->GetVertexCoord(tris[t]);
-        const Vector3 e1 = chart->GetVertexCoord(tris[t + 1]) - a;
-        const Vector3 e2 = chart->GetVertexCoord(tris[t + 2]) - a;
-        area += 0.5 * e1.CrossProduct(e2).Length();
-    }
-    return area;
-}
-
-double PlaneArea(const std::vector<double>& uv, const std::vector<int>& tris) {
-    double area = 0;
-    for (size_t t = 0; t < tris.size(); t += 3) {
-        const double* a = &uv[2 * tris[t]];
-        const double* b = &uv[2 * tris[t + 1]];
-        const double* c = &uv[2 * tris[t + 2]];
-        area += 0.5 * std::fabs((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]));
-    }
+    for (size_t t = 0; t < tris.size(); t += 3)
+        area += TriangleArea(chart->GetVertexCoord(tris[t]), chart->GetVertexCoord(tris[t + 1]),
+                             chart->GetVertexCoord(tris[t + 2]));
     return area;
 }
 
@@ -68,17 +55,19 @@ std::unique_ptr<TriMesh> MakePiece(const ITriMesh* chart, const std::vector<int>
 double DensityFactor(const ITriMesh* chart, const std::vector<int>& tris, const std::vector<double>& uv,
                      double texelsPerUnit, double lengthUnit, int resolution) {
     const double surface = SurfaceArea(chart, tris);
-    const double plane = PlaneArea(uv, tris);
+    const double plane = _PlaneArea(tris, uv);
     const double ratio = surface > 0 && plane > 0 ? std::sqrt(surface / plane) : 1.0;
     return texelsPerUnit * lengthUnit * ratio / resolution;
 }
 
 // A chart or a piece of one on its way to the pages: its mesh, its coordinates in
-// chart units, and the triangles of the chart it came from, in its own order.
+// chart units, the triangles of the chart it came from, in its own order, and (once
+// done) its triangles' vertex ids.
 struct Piece {
     ITriMesh* mesh;
     std::vector<double> uv;
     std::vector<int> origin;
+    std::vector<int> tris;
 };
 
 }  // namespace
@@ -118,7 +107,7 @@ int _PackAtlasPages(std::vector<ITriMesh*>& charts, std::vector<std::vector<doub
         while (!work.empty()) {
             Piece piece = std::move(work.back());
             work.pop_back();
-            const std::vector<int> tris = Triangles(piece.mesh);
+            std::vector<int> tris = Triangles(piece.mesh);
             std::vector<double> scaled = piece.uv;
             const double factor =
                 DensityFactor(piece.mesh, tris, piece.uv, texelsPerUnit, lengthUnit, options.resolution);
@@ -130,6 +119,7 @@ int _PackAtlasPages(std::vector<ITriMesh*>& charts, std::vector<std::vector<doub
             }
             if (groups.size() == 1) {
                 piece.uv = std::move(scaled);
+                piece.tris = std::move(tris);
                 done.push_back(std::move(piece));
                 continue;
             }
@@ -152,11 +142,11 @@ int _PackAtlasPages(std::vector<ITriMesh*>& charts, std::vector<std::vector<doub
             if (i == 0) {
                 charts[k] = done[i].mesh;
                 coords[k] = std::move(done[i].uv);
-                triangles[k] = Triangles(charts[k]);
+                triangles[k] = std::move(done[i].tris);
             } else {
                 charts.push_back(done[i].mesh);
                 coords.push_back(std::move(done[i].uv));
-                triangles.push_back(Triangles(charts.back()));
+                triangles.push_back(std::move(done[i].tris));
             }
             if (done.size() > 1)
                 for (size_t t = 0; t < done[i].origin.size(); ++t)

@@ -57,16 +57,14 @@ int PackPages(const std::vector<std::vector<int>>& chartTriangles, std::vector<s
             _LogFailure("PackUVAtlas: ", waiting, " charts find no room on ", options.maxPages, " pages");
             return STATUS_FAILED;
         }
-        std::vector<char> before = pending;
-        const int placed = attempt.FillPage(shapes, side, pending, placements);
+        const std::vector<int> placed = attempt.FillPage(shapes, side, pending, placements);
         // Every chart fits an empty page, so a page takes at least the first one.
-        if (placed == 0) {
+        if (placed.empty()) {
             _LogFailure("PackUVAtlas: no chart found room on an empty page");
             return STATUS_FAILED;
         }
-        for (size_t k = 0; k < chartCount; ++k)
-            if (before[k] && !pending[k]) chartPage[k] = pages;
-        waiting -= static_cast<size_t>(placed);
+        for (int k : placed) chartPage[k] = pages;
+        waiting -= placed.size();
         ++pages;
     }
     for (size_t k = 0; k < chartCount; ++k)

@@ -2,6 +2,7 @@
 
 #include "foundation/LogLine.h"
 #include "unfold/packing/ChartOrientation.h"
+#include "unfold/packing/PlaneArea.h"
 
 #include <algorithm>
 #include <cmath>
@@ -72,12 +73,7 @@ PreparedChart _PrepareChart(size_t index, const std::vector<int>& tris, const st
     PreparedChart c;
     const int n = static_cast<int>(uv.size() / 2);
     if (n == 0) return c;
-    for (size_t t = 0; t + 2 < tris.size(); t += 3) {
-        const double* a = &uv[2 * tris[t]];
-        const double* b = &uv[2 * tris[t + 1]];
-        const double* d = &uv[2 * tris[t + 2]];
-        c.area += 0.5 * std::fabs((b[0] - a[0]) * (d[1] - a[1]) - (b[1] - a[1]) * (d[0] - a[0]));
-    }
+    c.area = _PlaneArea(tris, uv);
     ChartFrame start;
     start.local = uv;
     double angle = 0;
