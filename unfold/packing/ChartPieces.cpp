@@ -1,5 +1,6 @@
 #include "unfold/packing/ChartPieces.h"
 
+#include "unfold/UndirectedEdgeTable.h"
 #include "unfold/packing/ChartOrientation.h"
 
 #include <algorithm>
@@ -32,32 +33,25 @@ HullRectangle GroupRectangle(const std::vector<int>& tris, const std::vector<dou
 
 // The parts of `group` joined through shared vertices, each in the group's order.
 std::vector<std::vector<int>> ConnectedParts(const std::vector<int>& tris, const std::vector<int>& group) {
-    std::unordered_map<int, int> parentOf;  // vertex -> union-find parent (a vertex)
-    auto root = [&](int v) {
-        int r = v;
-        while (parentOf[r] != r) r = parentOf[r];
-        while (parentOf[v] != r) {
-            const int next = parentOf[v];
-            parentOf[v] = r;
-            v = next;
+    // Sets of the group's positions: each triangle joins the first one at each of its vertices.
+    const int n = static_cast<int>(group.size());
+    CornerDisjointSets sets;
+    sets.Reset(n);
+    std::unordered_map<int, int> firstAt;  // vertex -> position of its first triangle
+    for (int i = 0; i < n; ++i)
+        for (int c = 0; c < 3; ++c) {
+            const auto found = firstAt.emplace(tris[3 * group[i] + c], i);
+            if (!found.second) sets.Union(found.first->second, i);
         }
-        return r;
-    };
-    for (int t : group)
-        for (int c = 0; c < 3; ++c) parentOf.emplace(tris[3 * t + c], tris[3 * t + c]);
-    for (int t : group) {
-        const int a = root(tris[3 * t]);
-        for (int c = 1; c < 3; ++c) {
-            const int b = root(tris[3 * t + c]);
-            if (a != b) parentOf[b] = a;
-        }
-    }
-    std::unordered_map<int, int> partOf;
+    std::vector<int> partOf(group.size(), -1);  // set root -> part
     std::vector<std::vector<int>> parts;
-    for (int t : group) {
-        auto it = partOf.emplace(root(tris[3 * t]), static_cast<int>(parts.size())).first;
-        if (it->second == static_cast<int>(parts.size())) parts.emplace_back();
-        parts[it->second].push_back(t);
+    for (int i = 0; i < n; ++i) {
+        int& part = partOf[sets.Find(i)];
+        if (part < 0) {
+            part = static_cast<int>(parts.size());
+            parts.emplace_back();
+        }
+        parts[part].push_back(group[i]);
     }
     return parts;
 }
