@@ -14,6 +14,7 @@
 #include "unfold/AtlasStatistics.h"
 #include "unfold/InputRepair.h"
 #include "unfold/TinyPiece.h"
+#include "unfold/UndirectedEdgeTable.h"
 #include "unfold/packing/ChartBundles.h"
 #include "unfold/packing/PageAtlas.h"
 #include "unfold/packing/PlaneArea.h"
@@ -119,25 +120,6 @@ int ConstructSubMesh(const ITriMesh* input, const std::vector<int>& componentVer
     return STATUS_SUCCESS;
 }
 
-// Vertex-to-face incidence of the input, faces in id order.
-void IncidentFaces(const ITriMesh* mesh, std::vector<int>& start, std::vector<int>& faces) {
-    const int vertexCount = mesh->GetVertexCount();
-    const int faceCount = mesh->GetTriangleCount();
-    start.assign(static_cast<size_t>(vertexCount) + 1, 0);
-    int ids[3];
-    for (int f = 0; f < faceCount; ++f) {
-        mesh->GetTriangleVertexIds(f, ids);
-        for (int id : ids) ++start[static_cast<size_t>(id) + 1];
-    }
-    for (int v = 0; v < vertexCount; ++v) start[v + 1] += start[v];
-    faces.resize(start[vertexCount]);
-    std::vector<int> fill(start.begin(), start.end() - 1);
-    for (int f = 0; f < faceCount; ++f) {
-        mesh->GetTriangleVertexIds(f, ids);
-        for (int id : ids) faces[fill[id]++] = f;
-    }
-}
-
 // The caller's cut lines in vertex ids of the working copy; a step between
 // two vertices that were welded into one is dropped.
 const std::vector<std::vector<int>>* MapLines(const std::vector<std::vector<int>>& lines,
@@ -206,7 +188,11 @@ int RunAtlas(const ITriMesh* triMesh, int chartCount, std::vector<double>* texCo
     const int vertexCount = triMesh->GetVertexCount();
 
     std::vector<int> incidenceStart, incidence;
-    IncidentFaces(triMesh, incidenceStart, incidence);
+    {
+        std::vector<int> corners;
+        _ReadTriangleCorners(triMesh, corners);
+        _IncidentFaces(corners, vertexCount, incidenceStart, incidence);
+    }
     progress.SetProgress(0.1);
 
     const size_t lineCount = initSplitLines != nullptr && needInitSplit ? initSplitLines->size() : 0;
@@ -429,11 +415,11 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, int chartCount, std::ve
 int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& options,
                                 std::vector<double>* texCoords, std::vector<int>* faceTexIds,
                                 UVAtlasReport* report) {
+    const int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     // The record holds the plain form's arguments: the chart count this call
     // will use and its acceptance setting; the other options are not kept.
-    _RecordCall<DumpMeshUnfoldGenerateUVAtlas>(
-        triMesh, options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh),
-        options.initSplitLines != nullptr, options.acceptDirectly, options.acceptDirectly);
+    _RecordCall<DumpMeshUnfoldGenerateUVAtlas>(triMesh, chartCount, options.initSplitLines != nullptr,
+                                               options.acceptDirectly, options.acceptDirectly);
     if (options.resolution < 1 || options.gapTexels < 0 || options.chartCount < 0 || !(options.texelsPerUnit >= 0.0) ||
         !std::isfinite(options.texelsPerUnit) || options.maxPages < 0) {
         _LogFailure("UnfoldMesh::GenerateUVAtlas invalid input parameters");
@@ -460,7 +446,6 @@ int UnfoldMesh::GenerateUVAtlas(const ITriMesh* triMesh, const UVAtlasOptions& o
     settings.cancel = options.cancel;
     settings.texelsPerUnit = options.texelsPerUnit;
     settings.maxPages = options.maxPages;
-    int chartCount = options.chartCount > 0 ? options.chartCount : AutomaticChartCount(triMesh);
     bool needInitSplit = options.initSplitLines != nullptr;
     AtlasCancelScope cancelScope(options.cancel);
     return RunAtlas(triMesh, chartCount, texCoords, faceTexIds, needInitSplit, options.initSplitLines, settings,

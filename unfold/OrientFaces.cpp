@@ -13,13 +13,11 @@ namespace ORVO {
 namespace {
 
 double FaceArea(const std::vector<int>& corners, const std::vector<double>& coords, int f) {
-    const double* a = &coords[3 * static_cast<size_t>(corners[3 * static_cast<size_t>(f)])];
-    const double* b = &coords[3 * static_cast<size_t>(corners[3 * static_cast<size_t>(f) + 1])];
-    const double* c = &coords[3 * static_cast<size_t>(corners[3 * static_cast<size_t>(f) + 2])];
-    const double u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
-    const double v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-    const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-    return 0.5 * std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    auto point = [&](int k) {
+        const double* p = &coords[3 * static_cast<size_t>(corners[3 * static_cast<size_t>(f) + k])];
+        return Vector3(p[0], p[1], p[2]);
+    };
+    return TriangleArea(point(0), point(1), point(2));
 }
 
 bool RepeatsVertex(const std::vector<int>& corners, int f) {

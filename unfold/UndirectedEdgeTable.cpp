@@ -25,6 +25,16 @@ int _ReadTriangleCorners(const ITriMesh* mesh, std::vector<int>& corners) {
     return STATUS_SUCCESS;
 }
 
+void _IncidentFaces(const std::vector<int>& corners, int vertexCount, std::vector<int>& start,
+                    std::vector<int>& faces) {
+    start.assign(static_cast<size_t>(vertexCount) + 1, 0);
+    for (int c : corners) ++start[static_cast<size_t>(c) + 1];
+    for (int v = 0; v < vertexCount; ++v) start[v + 1] += start[v];
+    faces.resize(corners.size());
+    std::vector<int> fill(start.begin(), start.end() - 1);
+    for (size_t i = 0; i < corners.size(); ++i) faces[fill[corners[i]]++] = static_cast<int>(i / 3);
+}
+
 void UndirectedEdgeTable::Build(const std::vector<int>& corners, int vertexCount) {
     const int halfEdgeCount = static_cast<int>(corners.size());
     const size_t v1 = static_cast<size_t>(vertexCount) + 1;

@@ -18,6 +18,12 @@ namespace ORVO {
 // Returns 0, or -2 when a vertex id lies outside [0, vertex count).
 int _ReadTriangleCorners(const ITriMesh* mesh, std::vector<int>& corners);
 
+// Vertex-to-face incidence of the triangles `corners` (3 ids per face, each in
+// [0, vertexCount)): the faces around v are faces[start[v] .. start[v + 1]), in
+// id order.
+void _IncidentFaces(const std::vector<int>& corners, int vertexCount, std::vector<int>& start,
+                    std::vector<int>& faces);
+
 // The half-edge of the same face that follows / precedes h.
 inline int _NextHalfEdge(int h) { return (h % 3 == 2) ? h - 2 : h + 1; }
 inline int _PrevHalfEdge(int h) { return (h % 3 == 0) ? h + 2 : h - 1; }

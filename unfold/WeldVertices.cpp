@@ -1,6 +1,7 @@
 // Welding of vertices that share a position, for the atlas's working copy.
 
 #include "unfold/InputRepair.h"
+#include "unfold/UndirectedEdgeTable.h"
 
 #include <algorithm>
 #include <cmath>
@@ -93,15 +94,8 @@ int _WeldVertices(const ITriMesh* mesh, double tolerance, std::vector<int>& kept
     // welding joins separate corners and never collapses an edge.
     std::vector<int> corners, faceStart, faces;
     auto buildFaces = [&]() {
-        const int faceCount = mesh->GetTriangleCount();
-        corners.resize(3 * static_cast<size_t>(faceCount));
-        for (int f = 0; f < faceCount; ++f) mesh->GetTriangleVertexIds(f, &corners[3 * static_cast<size_t>(f)]);
-        faceStart.assign(static_cast<size_t>(n) + 1, 0);
-        for (int c : corners) ++faceStart[static_cast<size_t>(c) + 1];
-        for (int v = 0; v < n; ++v) faceStart[v + 1] += faceStart[v];
-        faces.resize(corners.size());
-        std::vector<int> fill(faceStart.begin(), faceStart.end() - 1);
-        for (size_t i = 0; i < corners.size(); ++i) faces[fill[corners[i]]++] = static_cast<int>(i / 3);
+        _ReadTriangleCorners(mesh, corners);
+        _IncidentFaces(corners, n, faceStart, faces);
     };
     // Whether v shares a face with a vertex already merged into (or being) u.
     auto sharesFace = [&](int v, int u) {

@@ -146,21 +146,27 @@ bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& ho
 // the triangle) exceeds the limit. Layouts of sharp scan spikes collapse a
 // few faces this way without flipping them; splitting the chart fixes them.
 bool _HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv, double limit) {
-    double chartArea = 0.0;
+    // Faces this small against the chart have no shape to keep.
+    const double degenerate = 1e-10 * _ChartSurfaceArea(chart);
+    for (int f = 0; f < chart.GetTriangleCount(); ++f)
+        if (_FaceSpoiled(chart, uv, f, limit, degenerate)) return true;
+    return false;
+}
+
+bool _FaceSpoiled(const TriMesh& chart, const std::vector<double>& uv, int f, double limit, double flatArea) {
+    double a, b, c;
+    const int state = _FaceLayoutMetric(chart, uv, f, a, b, c, flatArea);
+    return state < 0 || (state > 0 && _LargestStretchSquared(a, b, c) > limit * limit);
+}
+
+double _ChartSurfaceArea(const TriMesh& chart) {
+    double area = 0.0;
     for (int f = 0; f < chart.GetTriangleCount(); ++f) {
         const int* t = chart.GetTriangle(f);
-        chartArea += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
-                                  chart.GetVertexCoordRef(t[2]));
+        area += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                             chart.GetVertexCoordRef(t[2]));
     }
-    // Faces this small against the chart have no shape to keep.
-    const double degenerate = 1e-10 * chartArea;
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        double a, b, c;
-        const int state = _FaceLayoutMetric(chart, uv, f, a, b, c, degenerate);
-        if (state < 0) return true;
-        if (state > 0 && _LargestStretchSquared(a, b, c) > limit * limit) return true;
-    }
-    return false;
+    return area;
 }
 
 bool _HasFlippedTriangle(const TriMesh& chart, const std::vector<double>& uv) {

@@ -38,6 +38,14 @@ int _FaceLayoutMetric(const TriMesh& chart, const std::vector<double>& uv, int f
 // largest texture-to-surface stretch.
 double _LargestStretchSquared(double a, double b, double c);
 
+// Whether face f is spoiled in the layout: flipped or without area, or with a
+// largest texture-to-surface stretch above `limit`. A face whose surface area is
+// at most `flatArea` has no shape to keep and counts as sound.
+bool _FaceSpoiled(const TriMesh& chart, const std::vector<double>& uv, int f, double limit, double flatArea = 0.0);
+
+// The summed surface area of the chart's faces.
+double _ChartSurfaceArea(const TriMesh& chart);
+
 // Whether some face's largest texture-to-surface stretch exceeds `limit`, or
 // some face is flipped or has no area in the layout.
 bool _HasSqueezedTriangle(const TriMesh& chart, const std::vector<double>& uv, double limit);

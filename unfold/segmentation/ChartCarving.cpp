@@ -41,15 +41,8 @@ bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, d
     std::vector<char> spoiled(faces, 0);
     for (int f : overlapFaces)
         if (f >= 0 && f < faces) spoiled[f] = 1;
-    for (int f = 0; f < faces; ++f) {
-        double a, b, c;
-        const int state = _FaceLayoutMetric(chart, uv, f, a, b, c);
-        if (state < 0) {
-            spoiled[f] = 1;
-        } else if (state > 0) {
-            if (_LargestStretchSquared(a, b, c) > maxFaceStretch * maxFaceStretch) spoiled[f] = 1;
-        }
-    }
+    for (int f = 0; f < faces; ++f)
+        if (_FaceSpoiled(chart, uv, f, maxFaceStretch)) spoiled[f] = 1;
 
     // Each spoiled face with every face that shares a corner with it.
     labels.assign(faces, 0);

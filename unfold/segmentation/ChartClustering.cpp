@@ -124,22 +124,22 @@ public:
     }
 
     int Run(std::vector<int>& labels) {
-        mQueueing = true;
-        for (int c = 0; c < static_cast<int>(mParent.size()); ++c) PushPairs(c, mNeighbours[c]);
         MergeQueued();
         // A count the normal cone cannot reach (a small, crumpled piece)
         // is reached with wider cones: the flattening then judges the charts.
         if (mCount > mLimits.targetCount && mLimits.fallbackSpread > mLimits.maxSpread) {
             mLimits.maxSpread = mLimits.fallbackSpread;
-            for (int c = 0; c < static_cast<int>(mParent.size()); ++c)
-                if (mParent[c] == c) PushPairs(c, mNeighbours[c]);
             MergeQueued();
         }
         return Relabel(labels);
     }
 
 private:
+    // Queues every pair of neighbouring charts, then merges the cheapest while the
+    // count is above the target.
     void MergeQueued() {
+        for (int c = 0; c < static_cast<int>(mParent.size()); ++c)
+            if (mParent[c] == c) PushPairs(c, mNeighbours[c]);
         while (mCount > mLimits.targetCount && !mQueue.Empty()) {
             const Candidate c = mQueue.Pop();
             if (mParent[c.a] != c.a || mParent[c.b] != c.b) continue;
@@ -297,8 +297,8 @@ private:
         mCompactSize[c] = std::max<size_t>(out, 3);
     }
 
-    // Returns the surviving chart, or -1 when the union would not be a disc.
-    int Merge(int a, int b, double sharedLength) {
+    // Joins the two charts unless the union would not be a disc.
+    void Merge(int a, int b, double sharedLength) {
         // The chart with the longer border list survives, so that each list
         // entry moves O(log n) times.
         int keep = a, gone = b;
@@ -308,7 +308,7 @@ private:
         if (chi != 1) {
             // Not a disc (an annulus around a hole, or a closed piece): the
             // pair is dropped until one of them grows and queues it again.
-            return -1;
+            return;
         }
         mParent[gone] = keep;
         mArea[keep] += mArea[gone];
@@ -329,8 +329,7 @@ private:
         list.insert(list.end(), moved.begin(), moved.end());
         if (list.size() > 2 * mCompactSize[keep]) Compact(keep);
         --mCount;
-        if (mQueueing) PushPairs(keep, moved);
-        return keep;
+        PushPairs(keep, moved);
     }
 
     int Relabel(std::vector<int>& labels) {
@@ -362,7 +361,6 @@ private:
     std::vector<int> mKept, mShared, mTouched, mPushed;
     MergeQueue mQueue;
     int mCount = 0;
-    bool mQueueing = false;  // merges are queued (not while atoms form)
 };
 
 }  // namespace

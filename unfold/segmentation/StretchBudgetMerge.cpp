@@ -117,8 +117,6 @@ struct Region {
     std::vector<int> faces;
     unsigned version = 0;
     bool alive = true;
-    // Its layout is one made for it (by a union, or on its own), not assumed.
-    bool flattened = false;
     // Regions this one (or a region it took in) could not be merged with.
     std::vector<int> refused;
 };
@@ -180,11 +178,7 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
     // Most of a closed surface, however it is cut, cannot lie flat without
     // crushing faces: not worth a flattening.
     if (InnerCurvature(chart) > kMostCurvature) return result;
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        result.area += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
-                                    chart.GetVertexCoordRef(t[2]));
-    }
+    result.area = _ChartSurfaceArea(chart);
     std::vector<std::vector<int>> holes;
     const bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
     auto valid = [&](const std::vector<double>& layout) {
@@ -247,7 +241,7 @@ public:
     BudgetMerger(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
                  const StretchBudget& budget, int regionCount, std::vector<int>& labels)
         : mAdj(adj), mCoords(coords), mBudget(budget), mLabels(labels), mRegions(regionCount),
-          mNeighbours(regionCount), mOwner(regionCount), mBusy(regionCount, 0), mLocalIndex(adj.faceCount, -1) {
+          mNeighbours(regionCount), mOwner(regionCount), mBusy(regionCount, 0) {
         for (int f = 0; f < adj.faceCount; ++f) {
             Region& r = mRegions[labels[f]];
             r.faces.push_back(f);
@@ -299,6 +293,7 @@ public:
 
         int count = static_cast<int>(mRegions.size());
         std::vector<Trial> batch;
+        std::vector<Trial> alone;  // seeds to flatten on their own after the batch
         std::vector<Candidate> deferred;
         while (!mQueue.empty()) {
             // A stopped call leaves the regions as they stand; the caller
@@ -317,7 +312,7 @@ public:
                 }
                 Trial trial;
                 trial.candidate = c;
-                if (!Join(c, trial.faces)) continue;
+                Join(c, trial.faces);
                 mBusy[c.a] = mBusy[c.b] = 1;
                 batch.push_back(std::move(trial));
             }
@@ -335,12 +330,12 @@ public:
                 } else {
                     Refuse(c.a, c.b);
                     if (!trial.layout.valid) {
-                        QueueAlone(c.a);
-                        QueueAlone(c.b);
+                        QueueAlone(c.a, alone);
+                        QueueAlone(c.b, alone);
                     }
                 }
             }
-            FlattenAlone();
+            FlattenAlone(alone);
             for (const Candidate& c : deferred) mQueue.push(c);
         }
         cornerUv.assign(6 * static_cast<size_t>(mAdj.faceCount), 0.0);
@@ -400,33 +395,34 @@ private:
     }
 
     // Gives b's faces a's label (they are given back if the union is refused).
-    bool Join(const Candidate& c, std::vector<int>& faces) {
+    void Join(const Candidate& c, std::vector<int>& faces) {
         const Region& ra = mRegions[c.a];
         const Region& rb = mRegions[c.b];
         faces = ra.faces;
         faces.insert(faces.end(), rb.faces.begin(), rb.faces.end());
         for (int f : rb.faces) mLabels[f] = c.a;
-        return true;
     }
 
     // A union that folds may fold because one side does on its own: a seed
     // still counted as flat is then flattened alone, so that a seed that
     // cannot lie flat is not tried again with each of its neighbours (each
     // such trial would flatten the seed and fail).
-    void QueueAlone(int r) {
-        Region& region = mRegions[r];
-        if (region.flattened || !region.alive) return;
-        region.flattened = true;
+    void QueueAlone(int r, std::vector<Trial>& alone) {
+        const Region& region = mRegions[r];
+        // A layout made for the region (by a union, or on its own) is invalid or
+        // has coordinates; the assumed one is valid and has none.
+        const bool flattened = !region.layout.valid || !region.layout.cornerUv.empty();
+        if (flattened || !region.alive) return;
         Trial trial;
         trial.candidate = {0.0, r, r, region.version, region.version};
         trial.faces = region.faces;
-        mAlone.push_back(std::move(trial));
+        alone.push_back(std::move(trial));
     }
 
-    void FlattenAlone() {
-        if (mAlone.empty()) return;
-        Flatten(mAlone);
-        for (Trial& trial : mAlone) {
+    void FlattenAlone(std::vector<Trial>& alone) {
+        if (alone.empty()) return;
+        Flatten(alone);
+        for (Trial& trial : alone) {
             Region& r = mRegions[trial.candidate.a];
             if (trial.layout.valid) {
                 // Its real stretch replaces the assumed one; the layout is handed
@@ -437,7 +433,7 @@ private:
                 r.layout.valid = false;
             }
         }
-        mAlone.clear();
+        alone.clear();
     }
 
     void Refuse(int a, int b) {
@@ -470,7 +466,6 @@ private:
         const SharedBorder joint = mBorders[PairKey(a, b)];
         ra.faces.swap(trial.faces);
         ra.layout = trial.layout;
-        ra.flattened = true;
         ra.shape.area += rb.shape.area;
         ra.shape.normal += rb.shape.normal;
         ra.shape.perimeter += rb.shape.perimeter - 2.0 * joint.length;
@@ -513,9 +508,7 @@ private:
     std::vector<std::vector<int>> mNeighbours;
     std::vector<int> mOwner;  // which region took in each region (itself while it lives)
     std::vector<char> mBusy;  // in the batch being flattened
-    std::vector<int> mLocalIndex;
     std::priority_queue<Candidate, std::vector<Candidate>, std::greater<Candidate>> mQueue;
-    std::vector<Trial> mAlone;  // seeds to flatten on their own after the batch
     std::unique_ptr<ThreadPool> mPool;
     double mTotalArea = 0.0, mTotalStretch = 0.0, mAllowed = 0.0, mMeanArea = 1.0;
 };
