@@ -5,6 +5,7 @@
 #include "io/FileData.h"
 
 #include "io/FileBytes.h"
+#include "io/VertexWelder.h"
 
 #include <QarnUVAtlas/Foundation.h>
 
@@ -17,7 +18,6 @@
 #include <cstring>
 #include <limits>
 #include <sys/stat.h>
-#include <unordered_map>
 
 namespace ORVO {
 namespace {
@@ -431,37 +431,20 @@ private:
         }
     }
 
-    struct Key {
-        uint64_t bits[3];
-        bool operator==(const Key& o) const {
-            return bits[0] == o.bits[0] && bits[1] == o.bits[1] && bits[2] == o.bits[2];
-        }
-    };
-    struct KeyHash {
-        size_t operator()(const Key& k) const {
-            uint64_t h = k.bits[0] * 0x9E3779B97F4A7C15ull;
-            h ^= k.bits[1] + 0x7F4A7C159E3779B9ull + (h << 6) + (h >> 2);
-            h ^= k.bits[2] + 0x94D049BB133111EBull + (h << 6) + (h >> 2);
-            return static_cast<size_t>(h);
-        }
-    };
-
+    // Welds `p`; a new vertex takes `normal`. Returns its id, or -1 when the
+    // mesh cannot index another vertex.
     int Weld(const Vector3& p, const Vector3& normal) {
-        Key key;
-        const double xyz[3] = {p.x + 0.0, p.y + 0.0, p.z + 0.0};  // + 0.0 makes -0 and 0 one key
-        for (int k = 0; k < 3; ++k) std::memcpy(&key.bits[k], &xyz[k], sizeof(double));
-        auto found = mWeld.find(key);
-        if (found != mWeld.end()) return found->second;
-        if (mMesh.positions.size() >= static_cast<size_t>(INT_LARGE)) return -1;
-        const int id = static_cast<int>(mMesh.positions.size());
-        mWeld.emplace(key, id);
-        mMesh.positions.push_back(p);
-        mMesh.normals.push_back(normal);
+        const size_t before = mMesh.positions.size();
+        const int id = mWeld.Add(p, mMesh.positions);
+        if (mMesh.positions.size() != before) {
+            if (before >= static_cast<size_t>(INT_LARGE)) return -1;
+            mMesh.normals.push_back(normal);
+        }
         return id;
     }
 
     MeshFileData& mMesh;
-    std::unordered_map<Key, int, KeyHash> mWeld;
+    VertexWelder mWeld{0};
     std::vector<int> mTexIds;
     bool mNormalsComplete = true;
     bool mHasTexCoords = false;
