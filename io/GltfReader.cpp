@@ -352,6 +352,11 @@ public:
         const Matrix4& m = world;
         const double det = m[0] * (m[5] * m[10] - m[9] * m[6]) - m[4] * (m[1] * m[10] - m[9] * m[2]) +
                            m[8] * (m[1] * m[6] - m[5] * m[2]);
+        // Rows of the cofactor matrix, once per primitive.
+        const double c00 = m[5] * m[10] - m[6] * m[9], c01 = m[2] * m[9] - m[1] * m[10], c02 = m[1] * m[6] - m[2] * m[5];
+        const double c10 = m[6] * m[8] - m[4] * m[10], c11 = m[0] * m[10] - m[2] * m[8], c12 = m[2] * m[4] - m[0] * m[6];
+        const double c20 = m[4] * m[9] - m[5] * m[8], c21 = m[1] * m[8] - m[0] * m[9], c22 = m[0] * m[5] - m[1] * m[4];
+        const double sign = det < 0.0 ? -1.0 : 1.0;
         std::vector<int> vertexOf(count);
         for (size_t v = 0; v < count; ++v) {
             const double* p = &points[3 * v];
@@ -361,13 +366,8 @@ public:
             Vector3 n;
             if (!normals.empty()) {
                 const double* q = &normals[3 * v];
-                const double sign = det < 0.0 ? -1.0 : 1.0;
-                n = Vector3((m[5] * m[10] - m[6] * m[9]) * q[0] + (m[2] * m[9] - m[1] * m[10]) * q[1] +
-                                (m[1] * m[6] - m[2] * m[5]) * q[2],
-                            (m[6] * m[8] - m[4] * m[10]) * q[0] + (m[0] * m[10] - m[2] * m[8]) * q[1] +
-                                (m[2] * m[4] - m[0] * m[6]) * q[2],
-                            (m[4] * m[9] - m[5] * m[8]) * q[0] + (m[1] * m[8] - m[0] * m[9]) * q[1] +
-                                (m[0] * m[5] - m[1] * m[4]) * q[2]) *
+                n = Vector3(c00 * q[0] + c01 * q[1] + c02 * q[2], c10 * q[0] + c11 * q[1] + c12 * q[2],
+                            c20 * q[0] + c21 * q[1] + c22 * q[2]) *
                     sign;
                 const double length = n.Length();
                 if (length > 0.0 && std::isfinite(length)) n = n * (1.0 / length);
