@@ -109,6 +109,7 @@ void UnwrapItem(const BatchCommand& command, const UnwrapSettings& settings, Bat
     // Only the figures are kept: the coordinates are in the written file.
     item.outcome.texCoords = std::vector<double>();
     item.outcome.faceTexIds = std::vector<int>();
+    item.outcome.faceStretch = std::vector<double>();
 }
 
 std::string Fixed(const char* format, double value) {

@@ -98,6 +98,7 @@ struct UnwrapOutcome {
     int turnedFaces = 0;
     int pages = 1;               // pages filled (page mode)
     std::vector<int> facePages;  // page of each face (page mode)
+    std::vector<double> faceStretch;  // each face's stretch, as the preview colours it
 };
 
 // Runs the atlas (strict mode) and, when asked, writes the preview. Returns
@@ -138,11 +139,12 @@ int RunUnwrap(const UnwrapCommand& command);
 std::string LowerExtension(const std::string& path);
 // Whether files of this kind keep a texture coordinate per face corner.
 bool KeepsTexCoords(const std::string& path);
-// Writes the atlas to `path`; with embedPreview (glTF only) the preview
-// picture (settings.previewPath, or a temporary one drawn here) goes inside
-// it as the base-colour texture. False with `error` set on failure.
-bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
-                UnwrapOutcome& outcome, std::string& error);
+// Writes the atlas to `path`; with embedPreview (glTF only) a picture of the
+// unit square, drawn here from the outcome's face stretch at
+// settings.previewSize, goes inside it as the base-colour texture. False
+// with `error` set on failure.
+bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapSettings& settings, bool embedPreview,
+                const UnwrapOutcome& outcome, std::string& error);
 
 struct StatsCommand {
     std::string atlas;

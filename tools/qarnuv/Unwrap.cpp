@@ -102,13 +102,12 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     outcome.weldedVertices = report.weldedVertices;
     outcome.turnedFaces = report.turnedFaces;
     outcome.pages = report.pageCount;
-    std::vector<double> faceStretch;
-    outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
+    outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &outcome.faceStretch);
     // Pages share the unit square: the fill is per page.
     outcome.quality.utilization /= outcome.pages;
     if (settings.previewPath.empty()) return true;
     if (settings.texelsPerUnit <= 0.0)
-        return WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch,
+        return WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, outcome.faceStretch,
                             settings.previewSize, settings.resolution, error);
     for (int page = 0; page < outcome.pages; ++page) {
         std::vector<int> ids;
@@ -116,7 +115,7 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
         for (size_t f = 0; f < outcome.facePages.size(); ++f) {
             if (outcome.facePages[f] != page) continue;
             ids.insert(ids.end(), &outcome.faceTexIds[3 * f], &outcome.faceTexIds[3 * f] + 3);
-            stretch.push_back(faceStretch[f]);
+            stretch.push_back(outcome.faceStretch[f]);
         }
         if (!WritePreview(PagePreviewPath(settings.previewPath, page), outcome.texCoords, ids, stretch,
                           settings.previewSize, settings.resolution, error))
@@ -158,8 +157,8 @@ bool KeepsTexCoords(const std::string& path) {
     return ext == ".obj" || ext == ".ply" || ext == ".gltf" || ext == ".glb";
 }
 
-bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
-                UnwrapOutcome& outcome, std::string& error) {
+bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapSettings& settings, bool embedPreview,
+                const UnwrapOutcome& outcome, std::string& error) {
     // The embedded picture is drawn for the purpose: the unit square edge to
     // edge, so that it lies on the surface where the coordinates say (the
     // preview file has a frame and a legend around the square).
@@ -169,9 +168,7 @@ bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettin
         temporary = (std::filesystem::temp_directory_path() /
                      ("qarnuv-texture-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + ".png"))
                         .string();
-        std::vector<double> faceStretch;
-        MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
-        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
+        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, outcome.faceStretch, settings.previewSize,
                           settings.resolution, error, true))
             return false;
     }
