@@ -107,6 +107,9 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
 
 // The preview file of page `page`: "atlas.png" becomes "atlas_page0.png".
 std::string PagePreviewPath(const std::string& path, int page);
+// The faces of each of `pages` pages, ascending, from each face's page in
+// `facePages` (one pass over the faces).
+std::vector<std::vector<int>> FacesByPage(const std::vector<int>& facePages, int pages);
 
 // Writes the mesh with its texture coordinates as OBJ, the faces of each page in a
 // group and material "page_N" (materials in a .mtl file beside it, each naming its

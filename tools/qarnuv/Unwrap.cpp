@@ -109,11 +109,11 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     if (settings.texelsPerUnit <= 0.0)
         return WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, outcome.faceStretch,
                             settings.previewSize, settings.resolution, error);
+    const std::vector<std::vector<int>> pageFaces = FacesByPage(outcome.facePages, outcome.pages);
     for (int page = 0; page < outcome.pages; ++page) {
         std::vector<int> ids;
         std::vector<double> stretch;
-        for (size_t f = 0; f < outcome.facePages.size(); ++f) {
-            if (outcome.facePages[f] != page) continue;
+        for (int f : pageFaces[static_cast<size_t>(page)]) {
             ids.insert(ids.end(), &outcome.faceTexIds[3 * f], &outcome.faceTexIds[3 * f] + 3);
             stretch.push_back(outcome.faceStretch[f]);
         }
