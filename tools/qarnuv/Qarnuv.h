@@ -140,8 +140,16 @@ int RunUnwrap(const UnwrapCommand& command);
 
 // The lower-case extension of a path, with its dot (".glb").
 std::string LowerExtension(const std::string& path);
+// Whether qarnuv reads files of this kind.
+bool IsMeshFile(const std::string& path);
 // Whether files of this kind keep a texture coordinate per face corner.
 bool KeepsTexCoords(const std::string& path);
+// The kinds qarnuv reads ("obj", "ply", ...), or only those that keep texture
+// coordinates, in the order help and messages list them.
+std::vector<std::string> MeshKinds(bool texturedOnly);
+// Those kinds as extensions: ".obj .ply .gltf .glb" with `separator` " " and
+// `last` " ", ".obj, .ply, .gltf or .glb" with ", " and " or ".
+std::string MeshExtensionList(bool texturedOnly, const char* separator, const char* last);
 // Writes the atlas to `path`; with embedPreview (glTF only) a picture of the
 // unit square, drawn here from the outcome's face stretch at
 // settings.previewSize, goes inside it as the base-colour texture. False
@@ -166,8 +174,6 @@ struct ReplayCommand {
 // writes the record's meshes (OUT, or OUT_1, OUT_2, ...). Returns 0, or 1
 // with an error line for an unreadable file, an unknown number or a failed run.
 int RunReplay(const ReplayCommand& command);
-// "success", "invalid input", ... for a library status code.
-std::string StatusMeaning(int status);
 struct BatchCommand {
     std::string inputFolder;
     std::string outputFolder;

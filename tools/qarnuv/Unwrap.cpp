@@ -43,6 +43,14 @@ std::string RecordedDumpFile(int counter) {
     return newest;
 }
 
+// The mesh files qarnuv reads, in the order help and messages list them.
+struct MeshKind {
+    const char* name;     // the extension without its dot
+    bool keepsTexCoords;  // a texture coordinate per face corner survives writing
+};
+constexpr MeshKind kMeshKinds[] = {{"obj", true},  {"ply", true},  {"stl", false},
+                                   {"off", false}, {"gltf", true}, {"glb", true}};
+
 // What the working copy changed, when it changed anything.
 std::string RepairNote(const UnwrapOutcome& outcome) {
     std::string note;
@@ -152,9 +160,35 @@ std::string LowerExtension(const std::string& path) {
     return ext;
 }
 
+bool IsMeshFile(const std::string& path) {
+    const std::string ext = LowerExtension(path);
+    for (const MeshKind& kind : kMeshKinds)
+        if (ext == std::string(".") + kind.name) return true;
+    return false;
+}
+
 bool KeepsTexCoords(const std::string& path) {
     const std::string ext = LowerExtension(path);
-    return ext == ".obj" || ext == ".ply" || ext == ".gltf" || ext == ".glb";
+    for (const MeshKind& kind : kMeshKinds)
+        if (kind.keepsTexCoords && ext == std::string(".") + kind.name) return true;
+    return false;
+}
+
+std::vector<std::string> MeshKinds(bool texturedOnly) {
+    std::vector<std::string> names;
+    for (const MeshKind& kind : kMeshKinds)
+        if (kind.keepsTexCoords || !texturedOnly) names.push_back(kind.name);
+    return names;
+}
+
+std::string MeshExtensionList(bool texturedOnly, const char* separator, const char* last) {
+    const std::vector<std::string> names = MeshKinds(texturedOnly);
+    std::string list;
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (i > 0) list += i + 1 == names.size() ? last : separator;
+        list += "." + names[i];
+    }
+    return list;
 }
 
 bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapSettings& settings, bool embedPreview,
@@ -187,7 +221,8 @@ bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, const Unwrap
 int RunUnwrap(const UnwrapCommand& command) {
     // Refuse an output that would lose the texture coordinates before the long part.
     if (!KeepsTexCoords(command.output)) {
-        PrintError(command.output + ": the output must be .obj, .ply, .gltf or .glb to keep texture coordinates");
+        PrintError(command.output + ": the output must be " + MeshExtensionList(true, ", ", " or ") +
+                   " to keep texture coordinates");
         return 1;
     }
     const std::string outExt = LowerExtension(command.output);
