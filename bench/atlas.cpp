@@ -20,6 +20,8 @@
 
 #include <QarnUVAtlas/Parser.h>
 
+#include "BenchProcess.h"
+
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -34,6 +36,9 @@
 #include <vector>
 
 namespace {
+
+using benchprocess::CommandOutput;
+using benchprocess::JsonField;
 
 // The chart counts xatlas makes on these meshes (../shared/anchors.md; for
 // igea and igea_x4 its valid run on the mesh scaled by 100).
@@ -68,25 +73,6 @@ struct RunResult {
     double packSeconds = 0.0;
     int faces = 0;
 };
-
-std::string ExtractField(const std::string& json, const std::string& key) {
-    std::string pattern = "\"" + key + "\":";
-    size_t at = json.find(pattern);
-    if (at == std::string::npos) return "-";
-    at += pattern.size();
-    size_t end = json.find_first_of(",}", at);
-    return json.substr(at, end - at);
-}
-
-std::string RunCommand(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return output;
-    char buffer[4096];
-    while (fgets(buffer, sizeof(buffer), pipe)) output += buffer;
-    pclose(pipe);
-    return output;
-}
 
 // Runs the atlas `runs` times in a child; returns the median time, charts and
 // the child's peak memory in MB.
@@ -166,15 +152,15 @@ void RunSetting(const std::string& setting, const std::string& shared, const std
             std::fflush(stdout);
             continue;
         }
-        std::string json = RunCommand(judge + " " + meshPath + " " + outPath + " 2>/dev/null");
+        std::string json = CommandOutput(judge + " " + meshPath + " " + outPath + " 2>/dev/null");
         const double peer = budget ? kUVAtlasSeams.at(name) : kXatlasSeams.at(name);
         const std::string peerCharts = budget ? "-" : std::to_string(kReferenceCharts.at(name));
-        const double seams = std::atof(ExtractField(json, "seam_length_ratio").c_str());
+        const double seams = std::atof(JsonField(json, "seam_length_ratio").c_str());
         std::printf("| %s | %d | %s | %d | %s | %.3f | %s | %s | %s | %s | %s | %s | %.4f | %.3f | %.2f |\n", name,
-                    r.faces, label.c_str(), r.charts, peerCharts.c_str(), r.seconds, ExtractField(json, "overlap").c_str(),
-                    ExtractField(json, "flipped_faces").c_str(), ExtractField(json, "zero_area_uv_faces").c_str(),
-                    ExtractField(json, "utilization").c_str(), ExtractField(json, "stretch_l2").c_str(),
-                    ExtractField(json, "stretch_linf").c_str(), seams, peer, seams / peer);
+                    r.faces, label.c_str(), r.charts, peerCharts.c_str(), r.seconds, JsonField(json, "overlap").c_str(),
+                    JsonField(json, "flipped_faces").c_str(), JsonField(json, "zero_area_uv_faces").c_str(),
+                    JsonField(json, "utilization").c_str(), JsonField(json, "stretch_l2").c_str(),
+                    JsonField(json, "stretch_linf").c_str(), seams, peer, seams / peer);
         std::fflush(stdout);
     }
 }
@@ -206,7 +192,7 @@ int main(int argc, char** argv) {
     mkdir(outDir.c_str(), 0755);
     std::string judge = outDir + "/uveval";
     if (access(judge.c_str(), X_OK) != 0) {
-        RunCommand("sh " + shared + "/tools/build-uveval.sh " + outDir + " >/dev/null 2>&1");
+        CommandOutput("sh " + shared + "/tools/build-uveval.sh " + outDir + " >/dev/null 2>&1");
     }
 
     if (setting == "budget" || setting == "auto") {
@@ -242,14 +228,14 @@ int main(int argc, char** argv) {
                 for (int v = 0; v < mesh.GetVertexCount(); ++v) mesh.SetVertexCoord(v, mesh.GetVertexCoord(v) * scale);
                 ORVO::Parser::ExportTriMesh(original, &mesh);
             }
-            std::string json = RunCommand(judge + " " + original + " " + outPath + " 2>/dev/null");
+            std::string json = CommandOutput(judge + " " + original + " " + outPath + " 2>/dev/null");
             std::printf("| %s | %d | %d | %d | %.3f | %.3f | %.0f | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", name,
                         r.faces, charts, r.charts, r.seconds, r.packSeconds, peakKb / 1024.0,
-                        ExtractField(json, "overlap").c_str(),
-                        ExtractField(json, "flipped_faces").c_str(), ExtractField(json, "in_unit_square").c_str(),
-                        ExtractField(json, "zero_area_uv_faces").c_str(), ExtractField(json, "utilization").c_str(),
-                        ExtractField(json, "stretch_l2").c_str(), ExtractField(json, "stretch_linf").c_str(),
-                        ExtractField(json, "sym_dirichlet").c_str(), ExtractField(json, "seam_length_ratio").c_str());
+                        JsonField(json, "overlap").c_str(),
+                        JsonField(json, "flipped_faces").c_str(), JsonField(json, "in_unit_square").c_str(),
+                        JsonField(json, "zero_area_uv_faces").c_str(), JsonField(json, "utilization").c_str(),
+                        JsonField(json, "stretch_l2").c_str(), JsonField(json, "stretch_linf").c_str(),
+                        JsonField(json, "sym_dirichlet").c_str(), JsonField(json, "seam_length_ratio").c_str());
             std::fflush(stdout);
         }
     }

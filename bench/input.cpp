@@ -21,10 +21,11 @@
 #include <QarnUVAtlas/Parser.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
+#include "BenchProcess.h"
+#include "BenchTiming.h"
 #include "tests/ExporterMeshes.h"
 #include "tests/TestMeshes.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,6 +39,8 @@
 
 namespace {
 
+using benchprocess::CommandOutput;
+using benchprocess::JsonField;
 using ORVO::TriMesh;
 
 struct Case {
@@ -77,25 +80,6 @@ double FillBound(const TriMesh& mesh, double gap) {
     return s * s * area;
 }
 
-// The whole output of a command.
-std::string Capture(const std::string& command) {
-    std::string text;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char chunk[4096];
-        for (size_t n; (n = fread(chunk, 1, sizeof(chunk), pipe)) > 0;) text.append(chunk, n);
-        pclose(pipe);
-    }
-    return text;
-}
-
-// The value after "key": in one line of JSON, "-" when absent.
-std::string JsonValue(const std::string& json, const std::string& key) {
-    const size_t at = json.find("\"" + key + "\":");
-    if (at == std::string::npos) return "-";
-    const size_t from = at + key.size() + 3;
-    return json.substr(from, json.find_first_of(",}", from) - from);
-}
-
 // Runs one case `runs` times in this process, writes the last atlas (and
 // the surface to judge it against) into `out` and prints one line of
 // figures for the parent, this process's peak memory included.
@@ -122,8 +106,7 @@ int RunCase(const Case& c, int runs, const std::string& out) {
         result.turned = report.turnedFaces;
     }
     if (result.status == 0) {
-        std::sort(times.begin(), times.end());
-        result.seconds = times[times.size() / 2];
+        result.seconds = benchtiming::Median(times);
         TriMesh judged = mesh;
         if (c.reversedStep > 0) {
             judged = exportmesh::Reversed(mesh, c.reversedStep);
@@ -132,10 +115,8 @@ int RunCase(const Case& c, int runs, const std::string& out) {
         ORVO::Parser::ExportTriMesh(out + "/" + c.name + ".obj", &judged);
         ORVO::Parser::ExportTriMesh(out + "/" + c.name + "_atlas.obj", &judged, &tex, &ids);
     }
-    struct rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
     std::printf("RESULT %d %d %d %d %d %.6f %ld %.6f %.6f\n", result.status, result.faces, result.charts, result.welded,
-                result.turned, result.seconds, usage.ru_maxrss, result.utilization, result.bound);
+                result.turned, result.seconds, benchtiming::PeakRssKiB(), result.utilization, result.bound);
     return 0;
 }
 
@@ -178,7 +159,7 @@ int main(int argc, char** argv) {
     mkdir(out.c_str(), 0755);
     const std::string judge = out + "/uveval";
     if (access(judge.c_str(), X_OK) != 0)
-        Capture("sh " + shared + "/tools/build-uveval.sh " + out + " >/dev/null 2>&1");
+        CommandOutput("sh " + shared + "/tools/build-uveval.sh " + out + " >/dev/null 2>&1");
     const bool judging = access(judge.c_str(), X_OK) == 0;
     std::printf("| input | faces | texels | charts | welded | turned | seconds | peak MB | utilization | bound | "
                 "overlap | flipped | in unit square | stretch_l2 | stretch_linf | seam_length_ratio |\n");
@@ -187,7 +168,7 @@ int main(int argc, char** argv) {
     for (const Case& c : cases) {
         if (!only.empty() && only != c.name) continue;
         // Each case in a process of its own, so that its peak memory is its own.
-        const std::string line = Capture(std::string(argv[0]) + " --case " + c.name + " --runs " +
+        const std::string line = CommandOutput(std::string(argv[0]) + " --case " + c.name + " --runs " +
                                          std::to_string(runs) + " --out " + out);
         RunResult r;
         long peakKb = 0;
@@ -207,14 +188,14 @@ int main(int argc, char** argv) {
         }
         std::string json;
         const std::string files = out + "/" + c.name + ".obj " + out + "/" + c.name + "_atlas.obj";
-        if (judging) json = Capture(judge + " " + files + " 2>/dev/null");
+        if (judging) json = CommandOutput(judge + " " + files + " 2>/dev/null");
         const std::string bound = r.bound > 0.0 ? std::to_string(r.bound).substr(0, 5) : "-";
         std::printf("| %s | %d | %d | %d | %d | %d | %.3f | %.0f | %.3f | %s | %s | %s | %s | %s | %s | %s |\n",
                     c.name.c_str(), r.faces, c.resolution, r.charts, r.welded, r.turned, r.seconds, peakKb / 1024.0,
-                    r.utilization, bound.c_str(), JsonValue(json, "overlap").c_str(),
-                    JsonValue(json, "flipped_faces").c_str(), JsonValue(json, "in_unit_square").c_str(),
-                    JsonValue(json, "stretch_l2").c_str(), JsonValue(json, "stretch_linf").c_str(),
-                    JsonValue(json, "seam_length_ratio").c_str());
+                    r.utilization, bound.c_str(), JsonField(json, "overlap").c_str(),
+                    JsonField(json, "flipped_faces").c_str(), JsonField(json, "in_unit_square").c_str(),
+                    JsonField(json, "stretch_l2").c_str(), JsonField(json, "stretch_linf").c_str(),
+                    JsonField(json, "seam_length_ratio").c_str());
         std::fflush(stdout);
     }
     return 0;

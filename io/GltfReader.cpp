@@ -5,6 +5,7 @@
 #include "io/FileData.h"
 
 #include "io/FileBytes.h"
+#include "io/VertexWelder.h"
 
 #include <QarnUVAtlas/Foundation.h>
 
@@ -17,7 +18,6 @@
 #include <cstring>
 #include <limits>
 #include <sys/stat.h>
-#include <unordered_map>
 
 namespace ORVO {
 namespace {
@@ -352,6 +352,11 @@ public:
         const Matrix4& m = world;
         const double det = m[0] * (m[5] * m[10] - m[9] * m[6]) - m[4] * (m[1] * m[10] - m[9] * m[2]) +
                            m[8] * (m[1] * m[6] - m[5] * m[2]);
+        // Rows of the cofactor matrix, once per primitive.
+        const double c00 = m[5] * m[10] - m[6] * m[9], c01 = m[2] * m[9] - m[1] * m[10], c02 = m[1] * m[6] - m[2] * m[5];
+        const double c10 = m[6] * m[8] - m[4] * m[10], c11 = m[0] * m[10] - m[2] * m[8], c12 = m[2] * m[4] - m[0] * m[6];
+        const double c20 = m[4] * m[9] - m[5] * m[8], c21 = m[1] * m[8] - m[0] * m[9], c22 = m[0] * m[5] - m[1] * m[4];
+        const double sign = det < 0.0 ? -1.0 : 1.0;
         std::vector<int> vertexOf(count);
         for (size_t v = 0; v < count; ++v) {
             const double* p = &points[3 * v];
@@ -361,13 +366,8 @@ public:
             Vector3 n;
             if (!normals.empty()) {
                 const double* q = &normals[3 * v];
-                const double sign = det < 0.0 ? -1.0 : 1.0;
-                n = Vector3((m[5] * m[10] - m[6] * m[9]) * q[0] + (m[2] * m[9] - m[1] * m[10]) * q[1] +
-                                (m[1] * m[6] - m[2] * m[5]) * q[2],
-                            (m[6] * m[8] - m[4] * m[10]) * q[0] + (m[0] * m[10] - m[2] * m[8]) * q[1] +
-                                (m[2] * m[4] - m[0] * m[6]) * q[2],
-                            (m[4] * m[9] - m[5] * m[8]) * q[0] + (m[1] * m[8] - m[0] * m[9]) * q[1] +
-                                (m[0] * m[5] - m[1] * m[4]) * q[2]) *
+                n = Vector3(c00 * q[0] + c01 * q[1] + c02 * q[2], c10 * q[0] + c11 * q[1] + c12 * q[2],
+                            c20 * q[0] + c21 * q[1] + c22 * q[2]) *
                     sign;
                 const double length = n.Length();
                 if (length > 0.0 && std::isfinite(length)) n = n * (1.0 / length);
@@ -431,37 +431,20 @@ private:
         }
     }
 
-    struct Key {
-        uint64_t bits[3];
-        bool operator==(const Key& o) const {
-            return bits[0] == o.bits[0] && bits[1] == o.bits[1] && bits[2] == o.bits[2];
-        }
-    };
-    struct KeyHash {
-        size_t operator()(const Key& k) const {
-            uint64_t h = k.bits[0] * 0x9E3779B97F4A7C15ull;
-            h ^= k.bits[1] + 0x7F4A7C159E3779B9ull + (h << 6) + (h >> 2);
-            h ^= k.bits[2] + 0x94D049BB133111EBull + (h << 6) + (h >> 2);
-            return static_cast<size_t>(h);
-        }
-    };
-
+    // Welds `p`; a new vertex takes `normal`. Returns its id, or -1 when the
+    // mesh cannot index another vertex.
     int Weld(const Vector3& p, const Vector3& normal) {
-        Key key;
-        const double xyz[3] = {p.x + 0.0, p.y + 0.0, p.z + 0.0};  // + 0.0 makes -0 and 0 one key
-        for (int k = 0; k < 3; ++k) std::memcpy(&key.bits[k], &xyz[k], sizeof(double));
-        auto found = mWeld.find(key);
-        if (found != mWeld.end()) return found->second;
-        if (mMesh.positions.size() >= static_cast<size_t>(INT_LARGE)) return -1;
-        const int id = static_cast<int>(mMesh.positions.size());
-        mWeld.emplace(key, id);
-        mMesh.positions.push_back(p);
-        mMesh.normals.push_back(normal);
+        const size_t before = mMesh.positions.size();
+        const int id = mWeld.Add(p, mMesh.positions);
+        if (mMesh.positions.size() != before) {
+            if (before >= static_cast<size_t>(INT_LARGE)) return -1;
+            mMesh.normals.push_back(normal);
+        }
         return id;
     }
 
     MeshFileData& mMesh;
-    std::unordered_map<Key, int, KeyHash> mWeld;
+    VertexWelder mWeld{0};
     std::vector<int> mTexIds;
     bool mNormalsComplete = true;
     bool mHasTexCoords = false;

@@ -3,6 +3,7 @@
 // order of first appearance; facets keep their order.
 #include "io/FileData.h"
 #include "io/TextScan.h"
+#include "io/VertexWelder.h"
 
 #include <cmath>
 #include <cstdint>
@@ -42,58 +43,12 @@ void StoreLittle(std::string& out, T value) {
     out.append(reinterpret_cast<const char*>(bytes), sizeof(T));
 }
 
-// Open-addressing table from exact coordinates to vertex ids. -0.0 and 0.0
-// are the same point.
-class VertexWelder {
-public:
-    explicit VertexWelder(size_t expectedCorners) {
-        size_t capacity = 16;
-        while (capacity < 2 * expectedCorners) capacity *= 2;
-        mSlots.assign(capacity, -1);
-    }
-
-    int Add(Vector3 p, std::vector<Vector3>& positions) {
-        for (int k = 0; k < 3; ++k)
-            if (p[k] == 0.0) p[k] = 0.0;
-        if (2 * (positions.size() + 1) > mSlots.size()) Grow(positions);
-        size_t mask = mSlots.size() - 1;
-        for (size_t i = Hash(p) & mask;; i = (i + 1) & mask) {
-            int id = mSlots[i];
-            if (id < 0) {
-                id = static_cast<int>(positions.size());
-                positions.push_back(p);
-                mSlots[i] = id;
-                return id;
-            }
-            const Vector3& q = positions[static_cast<size_t>(id)];
-            if (q.x == p.x && q.y == p.y && q.z == p.z) return id;
-        }
-    }
-
-private:
-    static size_t Hash(const Vector3& p) {
-        uint64_t h = 1469598103934665603ull;
-        for (int k = 0; k < 3; ++k) {
-            uint64_t bits;
-            std::memcpy(&bits, &p[k], sizeof(bits));
-            h = (h ^ bits) * 1099511628211ull;
-            h ^= h >> 29;
-        }
-        return static_cast<size_t>(h);
-    }
-
-    void Grow(const std::vector<Vector3>& positions) {
-        mSlots.assign(mSlots.size() * 2, -1);
-        const size_t mask = mSlots.size() - 1;
-        for (size_t id = 0; id < positions.size(); ++id) {
-            size_t i = Hash(positions[id]) & mask;
-            while (mSlots[i] >= 0) i = (i + 1) & mask;
-            mSlots[i] = static_cast<int>(id);
-        }
-    }
-
-    std::vector<int> mSlots;
-};
+// A welded point keeps +0 for either zero, so that -0 never reaches the output.
+Vector3 PositiveZeros(Vector3 p) {
+    for (int k = 0; k < 3; ++k)
+        if (p[k] == 0.0) p[k] = 0.0;
+    return p;
+}
 
 int ParseBinary(const char* data, size_t count, MeshFileData& mesh, std::string& error) {
     VertexWelder welder(3 * count);
@@ -107,7 +62,7 @@ int ParseBinary(const char* data, size_t count, MeshFileData& mesh, std::string&
                 error = "facet " + std::to_string(f) + " has a coordinate that is not a finite number";
                 return STATUS_FAILED;
             }
-            mesh.triangles.push_back(welder.Add(v, mesh.positions));
+            mesh.triangles.push_back(welder.Add(PositiveZeros(v), mesh.positions));
         }
     }
     return STATUS_SUCCESS;
@@ -147,7 +102,7 @@ public:
                 if (!Real(v.x) || !Real(v.y) || !Real(v.z)) return Fail("malformed vertex", error);
                 if (!std::isfinite(v.x) || !std::isfinite(v.y) || !std::isfinite(v.z))
                     return Fail("a vertex coordinate is not a finite number", error);
-                polygon.push_back(welder.Add(v, mesh.positions));
+                polygon.push_back(welder.Add(PositiveZeros(v), mesh.positions));
             }
             if (polygon.size() < 3) return Fail("a facet has fewer than three vertices", error);
             if (!Expect("endfacet")) return Fail("expected \"endfacet\"", error);

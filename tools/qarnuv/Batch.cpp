@@ -32,11 +32,6 @@ struct BatchItem {
     std::string summary;  // the tool's summary line (or JSON line) of this atlas
 };
 
-bool IsMeshFile(const fs::path& path) {
-    const std::string ext = LowerExtension(path.string());
-    return ext == ".obj" || ext == ".ply" || ext == ".stl" || ext == ".off" || ext == ".gltf" || ext == ".glb";
-}
-
 // The files to unwrap, sorted by name, each with the file it becomes. False
 // with `error` set when the folders are unusable or two inputs would write
 // the same output.
@@ -56,7 +51,7 @@ bool PlanBatch(const BatchCommand& command, std::vector<BatchItem>& items, std::
         return false;
     }
     for (const fs::directory_entry& entry : fs::directory_iterator(command.inputFolder, ec)) {
-        if (!entry.is_regular_file(ec) || !IsMeshFile(entry.path())) continue;
+        if (!entry.is_regular_file(ec) || !IsMeshFile(entry.path().string())) continue;
         BatchItem item;
         item.name = entry.path().filename().string();
         item.input = entry.path().string();
@@ -72,7 +67,7 @@ bool PlanBatch(const BatchCommand& command, std::vector<BatchItem>& items, std::
         return false;
     }
     if (items.empty()) {
-        error = command.inputFolder + ": no mesh files (.obj .ply .stl .off .gltf .glb)";
+        error = command.inputFolder + ": no mesh files (" + MeshExtensionList(false, " ", " ") + ")";
         return false;
     }
     std::sort(items.begin(), items.end(), [](const BatchItem& a, const BatchItem& b) { return a.name < b.name; });
@@ -109,6 +104,7 @@ void UnwrapItem(const BatchCommand& command, const UnwrapSettings& settings, Bat
     // Only the figures are kept: the coordinates are in the written file.
     item.outcome.texCoords = std::vector<double>();
     item.outcome.faceTexIds = std::vector<int>();
+    item.outcome.faceStretch = std::vector<double>();
 }
 
 std::string Fixed(const char* format, double value) {
@@ -117,16 +113,14 @@ std::string Fixed(const char* format, double value) {
     return text;
 }
 
-void PrintTable(const std::vector<BatchItem>& items, double wallSeconds) {
+void PrintTable(const std::vector<BatchItem>& items, int failed, double wallSeconds) {
     size_t width = 4;
     for (const BatchItem& item : items) width = std::max(width, item.name.size());
     std::printf("\n%-*s %10s %7s %6s %7s %7s %8s  %s\n", static_cast<int>(width), "file", "faces", "charts", "util",
                 "L2", "Linf", "seconds", "result");
-    int failed = 0;
     double unwrapSeconds = 0.0;
     for (const BatchItem& item : items) {
         if (!item.ok) {
-            ++failed;
             std::printf("%-*s %10s %7s %6s %7s %7s %8s  failed\n", static_cast<int>(width), item.name.c_str(), "-", "-",
                         "-", "-", "-", "-");
             continue;
@@ -189,8 +183,9 @@ int RunBatch(const BatchCommand& command) {
     for (std::thread& helper : helpers) helper.join();
 
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (!command.json) PrintTable(items, wall);
-    const long failed = std::count_if(items.begin(), items.end(), [](const BatchItem& item) { return !item.ok; });
+    const int failed =
+        static_cast<int>(std::count_if(items.begin(), items.end(), [](const BatchItem& item) { return !item.ok; }));
+    if (!command.json) PrintTable(items, failed, wall);
     if (failed > 0) {
         PrintError(std::to_string(failed) + " of " + std::to_string(items.size()) + " files could not be unwrapped");
         return 1;

@@ -2,6 +2,7 @@
 // baker knows which texture each face samples.
 #include "Qarnuv.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +14,15 @@ std::string PagePreviewPath(const std::string& path, int page) {
     std::filesystem::path named = p.parent_path() / (p.stem().string() + "_page" + std::to_string(page));
     named += p.extension();
     return named.string();
+}
+
+std::vector<std::vector<int>> FacesByPage(const std::vector<int>& facePages, int pages) {
+    std::vector<std::vector<int>> faces(static_cast<size_t>(std::max(pages, 0)));
+    for (size_t f = 0; f < facePages.size(); ++f) {
+        const int page = facePages[f];
+        if (page >= 0 && page < pages) faces[static_cast<size_t>(page)].push_back(static_cast<int>(f));
+    }
+    return faces;
 }
 
 bool WritePagedObj(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapOutcome& outcome,
@@ -44,11 +54,10 @@ bool WritePagedObj(const std::string& path, const ORVO::TriMesh& mesh, const Unw
         std::snprintf(line, sizeof(line), "vt %.17g %.17g\n", outcome.texCoords[i], outcome.texCoords[i + 1]);
         obj << line;
     }
-    const int faces = mesh.GetTriangleCount();
+    const std::vector<std::vector<int>> pageFaces = FacesByPage(outcome.facePages, outcome.pages);
     for (int page = 0; page < outcome.pages; ++page) {
         obj << "g page_" << page << "\nusemtl page_" << page << "\n";
-        for (int f = 0; f < faces; ++f) {
-            if (outcome.facePages[f] != page) continue;
+        for (int f : pageFaces[static_cast<size_t>(page)]) {
             int ids[3];
             mesh.GetTriangleVertexIds(f, ids);
             obj << "f";

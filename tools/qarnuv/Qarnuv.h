@@ -98,6 +98,7 @@ struct UnwrapOutcome {
     int turnedFaces = 0;
     int pages = 1;               // pages filled (page mode)
     std::vector<int> facePages;  // page of each face (page mode)
+    std::vector<double> faceStretch;  // each face's stretch, as the preview colours it
 };
 
 // Runs the atlas (strict mode) and, when asked, writes the preview. Returns
@@ -106,6 +107,9 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
 
 // The preview file of page `page`: "atlas.png" becomes "atlas_page0.png".
 std::string PagePreviewPath(const std::string& path, int page);
+// The faces of each of `pages` pages, ascending, from each face's page in
+// `facePages` (one pass over the faces).
+std::vector<std::vector<int>> FacesByPage(const std::vector<int>& facePages, int pages);
 
 // Writes the mesh with its texture coordinates as OBJ, the faces of each page in a
 // group and material "page_N" (materials in a .mtl file beside it, each naming its
@@ -136,13 +140,22 @@ int RunUnwrap(const UnwrapCommand& command);
 
 // The lower-case extension of a path, with its dot (".glb").
 std::string LowerExtension(const std::string& path);
+// Whether qarnuv reads files of this kind.
+bool IsMeshFile(const std::string& path);
 // Whether files of this kind keep a texture coordinate per face corner.
 bool KeepsTexCoords(const std::string& path);
-// Writes the atlas to `path`; with embedPreview (glTF only) the preview
-// picture (settings.previewPath, or a temporary one drawn here) goes inside
-// it as the base-colour texture. False with `error` set on failure.
-bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
-                UnwrapOutcome& outcome, std::string& error);
+// The kinds qarnuv reads ("obj", "ply", ...), or only those that keep texture
+// coordinates, in the order help and messages list them.
+std::vector<std::string> MeshKinds(bool texturedOnly);
+// Those kinds as extensions: ".obj .ply .gltf .glb" with `separator` " " and
+// `last` " ", ".obj, .ply, .gltf or .glb" with ", " and " or ".
+std::string MeshExtensionList(bool texturedOnly, const char* separator, const char* last);
+// Writes the atlas to `path`; with embedPreview (glTF only) a picture of the
+// unit square, drawn here from the outcome's face stretch at
+// settings.previewSize, goes inside it as the base-colour texture. False
+// with `error` set on failure.
+bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapSettings& settings, bool embedPreview,
+                const UnwrapOutcome& outcome, std::string& error);
 
 struct StatsCommand {
     std::string atlas;
@@ -161,8 +174,6 @@ struct ReplayCommand {
 // writes the record's meshes (OUT, or OUT_1, OUT_2, ...). Returns 0, or 1
 // with an error line for an unreadable file, an unknown number or a failed run.
 int RunReplay(const ReplayCommand& command);
-// "success", "invalid input", ... for a library status code.
-std::string StatusMeaning(int status);
 struct BatchCommand {
     std::string inputFolder;
     std::string outputFolder;

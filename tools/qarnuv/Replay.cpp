@@ -110,20 +110,21 @@ bool WriteRecordMeshes(const std::vector<ReplayedMesh>& items, const std::string
     return true;
 }
 
-}  // namespace
-
+// "success", "invalid input", ... for a library status code.
 std::string StatusMeaning(int status) {
     switch (status) {
-    case 0: return "success";
-    case -1: return "not found";
-    case -2: return "invalid input";
-    case -3: return "a sub-step failed";
-    case -5: return "used before initialisation";
-    case -6: return "not activated";
-    case -8: return "not available in this build";
+    case ORVO::STATUS_SUCCESS: return "success";
+    case ORVO::STATUS_NOT_FOUND: return "not found";
+    case ORVO::STATUS_INVALID_INPUT: return "invalid input";
+    case ORVO::STATUS_FAILED: return "a sub-step failed";
+    case ORVO::STATUS_NOT_INITIALISED: return "used before initialisation";
+    case ORVO::STATUS_NOT_ACTIVATED: return "not activated";
+    case ORVO::STATUS_NOT_AVAILABLE: return "not available in this build";
     default: return "unknown status";
     }
 }
+
+}  // namespace
 
 int RunReplay(const ReplayCommand& command) {
     std::ifstream probe(command.dumpFile);

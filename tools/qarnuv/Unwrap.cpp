@@ -43,6 +43,14 @@ std::string RecordedDumpFile(int counter) {
     return newest;
 }
 
+// The mesh files qarnuv reads, in the order help and messages list them.
+struct MeshKind {
+    const char* name;     // the extension without its dot
+    bool keepsTexCoords;  // a texture coordinate per face corner survives writing
+};
+constexpr MeshKind kMeshKinds[] = {{"obj", true},  {"ply", true},  {"stl", false},
+                                   {"off", false}, {"gltf", true}, {"glb", true}};
+
 // What the working copy changed, when it changed anything.
 std::string RepairNote(const UnwrapOutcome& outcome) {
     std::string note;
@@ -102,21 +110,20 @@ bool UnwrapMesh(const ORVO::TriMesh& mesh, const UnwrapSettings& settings, Unwra
     outcome.weldedVertices = report.weldedVertices;
     outcome.turnedFaces = report.turnedFaces;
     outcome.pages = report.pageCount;
-    std::vector<double> faceStretch;
-    outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
+    outcome.quality = MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &outcome.faceStretch);
     // Pages share the unit square: the fill is per page.
     outcome.quality.utilization /= outcome.pages;
     if (settings.previewPath.empty()) return true;
     if (settings.texelsPerUnit <= 0.0)
-        return WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, faceStretch,
+        return WritePreview(settings.previewPath, outcome.texCoords, outcome.faceTexIds, outcome.faceStretch,
                             settings.previewSize, settings.resolution, error);
+    const std::vector<std::vector<int>> pageFaces = FacesByPage(outcome.facePages, outcome.pages);
     for (int page = 0; page < outcome.pages; ++page) {
         std::vector<int> ids;
         std::vector<double> stretch;
-        for (size_t f = 0; f < outcome.facePages.size(); ++f) {
-            if (outcome.facePages[f] != page) continue;
+        for (int f : pageFaces[static_cast<size_t>(page)]) {
             ids.insert(ids.end(), &outcome.faceTexIds[3 * f], &outcome.faceTexIds[3 * f] + 3);
-            stretch.push_back(faceStretch[f]);
+            stretch.push_back(outcome.faceStretch[f]);
         }
         if (!WritePreview(PagePreviewPath(settings.previewPath, page), outcome.texCoords, ids, stretch,
                           settings.previewSize, settings.resolution, error))
@@ -153,13 +160,39 @@ std::string LowerExtension(const std::string& path) {
     return ext;
 }
 
-bool KeepsTexCoords(const std::string& path) {
+bool IsMeshFile(const std::string& path) {
     const std::string ext = LowerExtension(path);
-    return ext == ".obj" || ext == ".ply" || ext == ".gltf" || ext == ".glb";
+    for (const MeshKind& kind : kMeshKinds)
+        if (ext == std::string(".") + kind.name) return true;
+    return false;
 }
 
-bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettings settings, bool embedPreview,
-                UnwrapOutcome& outcome, std::string& error) {
+bool KeepsTexCoords(const std::string& path) {
+    const std::string ext = LowerExtension(path);
+    for (const MeshKind& kind : kMeshKinds)
+        if (kind.keepsTexCoords && ext == std::string(".") + kind.name) return true;
+    return false;
+}
+
+std::vector<std::string> MeshKinds(bool texturedOnly) {
+    std::vector<std::string> names;
+    for (const MeshKind& kind : kMeshKinds)
+        if (kind.keepsTexCoords || !texturedOnly) names.push_back(kind.name);
+    return names;
+}
+
+std::string MeshExtensionList(bool texturedOnly, const char* separator, const char* last) {
+    const std::vector<std::string> names = MeshKinds(texturedOnly);
+    std::string list;
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (i > 0) list += i + 1 == names.size() ? last : separator;
+        list += "." + names[i];
+    }
+    return list;
+}
+
+bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, const UnwrapSettings& settings, bool embedPreview,
+                const UnwrapOutcome& outcome, std::string& error) {
     // The embedded picture is drawn for the purpose: the unit square edge to
     // edge, so that it lies on the surface where the coordinates say (the
     // preview file has a frame and a legend around the square).
@@ -169,9 +202,7 @@ bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettin
         temporary = (std::filesystem::temp_directory_path() /
                      ("qarnuv-texture-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + ".png"))
                         .string();
-        std::vector<double> faceStretch;
-        MeasureAtlas(mesh, outcome.texCoords, outcome.faceTexIds, false, &faceStretch);
-        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, faceStretch, settings.previewSize,
+        if (!WritePreview(temporary, outcome.texCoords, outcome.faceTexIds, outcome.faceStretch, settings.previewSize,
                           settings.resolution, error, true))
             return false;
     }
@@ -190,7 +221,8 @@ bool WriteAtlas(const std::string& path, const ORVO::TriMesh& mesh, UnwrapSettin
 int RunUnwrap(const UnwrapCommand& command) {
     // Refuse an output that would lose the texture coordinates before the long part.
     if (!KeepsTexCoords(command.output)) {
-        PrintError(command.output + ": the output must be .obj, .ply, .gltf or .glb to keep texture coordinates");
+        PrintError(command.output + ": the output must be " + MeshExtensionList(true, ", ", " or ") +
+                   " to keep texture coordinates");
         return 1;
     }
     const std::string outExt = LowerExtension(command.output);

@@ -25,8 +25,8 @@ int main(int argc, char** argv) {
 
     qarnuv::UnwrapCommand unwrap;
     CLI::App* unwrapApp = app.add_subcommand("unwrap", "read a mesh, build its atlas, write it with texture coordinates");
-    unwrapApp->add_option("IN", unwrap.input, "input mesh (.obj .ply .stl .off .gltf .glb)")->required();
-    unwrapApp->add_option("OUT", unwrap.output, "output mesh with texture coordinates (.obj .ply .gltf .glb)")->required();
+    unwrapApp->add_option("IN", unwrap.input, "input mesh (" + qarnuv::MeshExtensionList(false, " ", " ") + ")")->required();
+    unwrapApp->add_option("OUT", unwrap.output, "output mesh with texture coordinates (" + qarnuv::MeshExtensionList(true, " ", " ") + ")")->required();
     CLI::Option* charts = unwrapApp->add_option("--charts", unwrap.settings.charts, "number of charts wanted")
                               ->check(CLI::Range(1, 1000000));
     CLI::Option* automatic = unwrapApp->add_flag("--auto", "let the shape choose the charts (the default)");
@@ -78,12 +78,12 @@ int main(int argc, char** argv) {
 
     qarnuv::BatchCommand batch;
     CLI::App* batchApp = app.add_subcommand("batch", "unwrap every mesh file of a folder into another folder");
-    batchApp->add_option("IN_DIR", batch.inputFolder, "folder with the meshes (.obj .ply .stl .off .gltf .glb)")
+    batchApp->add_option("IN_DIR", batch.inputFolder, "folder with the meshes (" + qarnuv::MeshExtensionList(false, " ", " ") + ")")
         ->required();
     batchApp->add_option("OUT_DIR", batch.outputFolder, "folder for the atlases (made when missing)")->required();
     batchApp->add_option("--jobs", batch.jobs, "files unwrapped at the same time (default 1)")->check(CLI::Range(1, 256));
     batchApp->add_option("--format", batch.format, "output kind for every file (default: the input's, STL and OFF give obj)")
-        ->check(CLI::IsMember({"obj", "ply", "gltf", "glb"}));
+        ->check(CLI::IsMember(qarnuv::MeshKinds(true)));
     batchApp->add_option("--resolution", batch.settings.resolution, "texture size in texels (default 1024)")
         ->check(CLI::Range(16, 65536));
     batchApp->add_option("--gap", batch.settings.gap, "texels kept free between charts (default 1)")->check(CLI::Range(0, 4096));
