@@ -35,8 +35,8 @@ void _RecordCall(Args&&... args) {
 
 // A dump file being written: opened (truncated) under
 // "<GetTimeString()><tag><APICalledTime>.dump" in the current folder with the
-// ApiName line already written. Close() (or the destructor) closes it and
-// advances DumpBase::APICalledTime, also when the file could not be created.
+// ApiName line already written. The destructor closes it and advances
+// DumpBase::APICalledTime, also when the file could not be created.
 class DumpFileWriter {
 public:
     DumpFileWriter(const char* tag, ApiName api);
@@ -45,14 +45,10 @@ public:
     DumpFileWriter& operator=(const DumpFileWriter&) = delete;
 
     std::ofstream& Stream() { return mOut; }
-    const std::string& FileName() const { return mFileName; }
-    void Close();
 
 private:
-    std::string mFileName;
     std::vector<char> mBuffer;
     std::ofstream mOut;
-    bool mClosed = false;
 };
 
 // Opens `fileName` for reading with a large buffer and the classic locale,
