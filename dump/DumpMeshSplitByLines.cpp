@@ -31,7 +31,7 @@ void DumpMeshSplitByLines::DumpApiInfo(const ITriMesh* triMesh, const std::vecto
     DumpFileWriter file("_Mesh_Split_SplitByLine_", GetApiName());
     std::ofstream& out = file.Stream();
     DumpTriMesh(triMesh, out);
-    _WriteBlocks(out, splitLines, [&out](const std::vector<int>& line) { _WriteOpenList(out, &line); });
+    _WriteBlocks(out, splitLines, [&out](const std::vector<int>& line) { _WriteValueList(out, &line, false); });
 }
 
 void DumpMeshSplitByLines::LoadDumpFile(const std::string& fileName) {

@@ -41,7 +41,7 @@ void DumpMeshUnfoldPackUVAtlas::DumpApiInfo(const std::vector<ITriMesh*>& triMes
     // this layout are read back with that many mesh blocks expected.
     out << triMeshes.size() << "\n";
     for (const std::unique_ptr<TriMesh>& chart : mTriMeshes) DumpTriMesh(chart.get(), out);
-    _WriteBlocks(out, uvCoords, [&out](const std::vector<double>& list) { _WriteOpenList(out, &list); });
+    _WriteBlocks(out, uvCoords, [&out](const std::vector<double>& list) { _WriteValueList(out, &list, false); });
 }
 
 void DumpMeshUnfoldPackUVAtlas::LoadDumpFile(const std::string& fileName) {
