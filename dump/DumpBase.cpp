@@ -14,10 +14,6 @@ namespace ORVO {
 
 namespace {
 
-// Every real from the first mesh or cloud block on keeps 20 significant
-// digits, enough to restore any double exactly.
-constexpr std::streamsize kRealDigits = 20;
-
 // Grids are allocated before their points are read. A count read from a
 // damaged file must not make us allocate a grid the file could not fill:
 // beyond this many cells, a grid needs that many points per cell read.
@@ -31,13 +27,6 @@ bool ReadVector3(std::ifstream& in, Vector3& v) {
     if (!(in >> x >> y >> z)) return false;
     v = Vector3(x, y, z);
     return true;
-}
-
-template <typename T>
-void WriteValues(const std::vector<T>& values, std::ofstream& out) {
-    out << static_cast<uint64_t>(values.size()) << "\n";
-    for (const T& value : values) out << value << " ";
-    out << "\n";
 }
 
 }  // namespace
@@ -55,7 +44,7 @@ void DumpBase::DumpTriMesh(const ITriMesh* mesh, std::ofstream& out) {
         out << "-1\n";
         return;
     }
-    out.precision(kRealDigits);
+    out.precision(kDumpRealDigits);
     const int vertexCount = mesh->GetVertexCount();
     out << vertexCount << "\n";
     for (int v = 0; v < vertexCount; ++v) {
@@ -98,7 +87,7 @@ void DumpBase::DumpPointCloud(const IPointCloud* cloud, bool withNormal, bool wi
         out << "-1\n";
         return;
     }
-    out.precision(kRealDigits);
+    out.precision(kDumpRealDigits);
     const int count = cloud->GetPointCount();
     out << count << " " << (withNormal ? 1 : 0) << "\n";
     for (int i = 0; i < count; ++i) {
@@ -148,7 +137,7 @@ void DumpBase::DumpGridPointCloud(const IGridPointCloud* cloud, bool withNormal,
         out << "-1\n";
         return;
     }
-    out.precision(kRealDigits);
+    out.precision(kDumpRealDigits);
     const int count = cloud->GetPointCount();
     out << count << "\n" << cloud->GetWidth() << " " << cloud->GetHeight() << "\n" << (withNormal ? 1 : 0) << "\n";
     for (int i = 0; i < count; ++i) {
@@ -195,7 +184,7 @@ void DumpBase::DumpPointList(const IPointList* points, bool withNormal, std::ofs
         out << "-1\n";
         return;
     }
-    out.precision(kRealDigits);
+    out.precision(kDumpRealDigits);
     const int count = points->GetPointCount();
     out << count << "\n";
     for (int i = 0; i < count; ++i) {
@@ -210,38 +199,36 @@ void DumpBase::DumpPointList(const IPointList* points, bool withNormal, std::ofs
 
 void DumpBase::LoadStlIntVector(std::vector<int>& values, std::ifstream& in) { _ReadCountedValues(in, values); }
 
-void DumpBase::DumpStlIntVector(const std::vector<int>& values, std::ofstream& out) { WriteValues(values, out); }
+void DumpBase::DumpStlIntVector(const std::vector<int>& values, std::ofstream& out) {
+    _WriteValueList(out, &values, true);
+}
 
 void DumpBase::LoadStlRealVector(std::vector<double>& values, std::ifstream& in) { _ReadCountedValues(in, values); }
 
-void DumpBase::DumpStlRealVector(const std::vector<double>& values, std::ofstream& out) { WriteValues(values, out); }
+void DumpBase::DumpStlRealVector(const std::vector<double>& values, std::ofstream& out) {
+    _WriteValueList(out, &values, true);
+}
 
 void DumpBase::LoadStlVector3Vector(std::vector<Vector3>& values, std::ifstream& in) {
-    values.clear();
-    int count = 0;
-    in >> count;
-    for (int i = 0; i < count; ++i) {
-        Vector3 v;
-        if (!ReadVector3(in, v)) break;
-        values.push_back(v);
-    }
+    _ReadCountedValues(in, values, ReadVector3);
 }
 
 void DumpBase::DumpStlVector3Vector(const std::vector<Vector3>& values, std::ofstream& out) {
     out << static_cast<uint64_t>(values.size()) << "\n";
-    for (const Vector3& v : values) out << v.x << " " << v.y << " " << v.z << " ";
+    for (const Vector3& v : values) {
+        WriteVector3(out, v);
+        out << " ";
+    }
     out << "\n";
 }
 
 void DumpBase::LoadStlColor4Vector(std::vector<Color4>& values, std::ifstream& in) {
-    values.clear();
-    int count = 0;
-    in >> count;
-    for (int i = 0; i < count; ++i) {
+    _ReadCountedValues(in, values, [](std::ifstream& from, Color4& color) {
         int packed = 0;
-        if (!(in >> packed)) break;
-        values.push_back(IntToColor4(packed));
-    }
+        if (!(from >> packed)) return false;
+        color = IntToColor4(packed);
+        return true;
+    });
 }
 
 void DumpBase::DumpStlColor4Vector(const std::vector<Color4>& values, std::ofstream& out) {

@@ -34,7 +34,7 @@ bool NextBlockIsNull(std::ifstream& in) {
 void DumpCallBase::WriteCall(const char* className, ApiName api,
                              const std::function<void(std::ofstream&)>& payload) {
     DumpFileWriter file(TagOf(className).c_str(), api);
-    file.Stream().precision(20);
+    file.Stream().precision(kDumpRealDigits);
     payload(file.Stream());
 }
 

@@ -1,3 +1,4 @@
+#include <QarnUVAtlas/DumpRecord.h>
 #include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/SplitMesh.h>
 
@@ -30,8 +31,7 @@ void DumpMeshSplitByLines::DumpApiInfo(const ITriMesh* triMesh, const std::vecto
     DumpFileWriter file("_Mesh_Split_SplitByLine_", GetApiName());
     std::ofstream& out = file.Stream();
     DumpTriMesh(triMesh, out);
-    out << splitLines.size() << "\n";
-    for (const std::vector<int>& line : splitLines) _WriteOpenList(out, &line);
+    _WriteBlocks(out, splitLines, [&out](const std::vector<int>& line) { _WriteValueList(out, &line, false); });
 }
 
 void DumpMeshSplitByLines::LoadDumpFile(const std::string& fileName) {
@@ -40,14 +40,8 @@ void DumpMeshSplitByLines::LoadDumpFile(const std::string& fileName) {
     mpTriMesh.reset(new TriMesh());
     LoadTriMesh(mpTriMesh.get(), in);
     mpTriMesh->UpdateNormal();
-    mSplitLines.clear();
-    int lineCount = 0;
-    in >> lineCount;
-    for (int k = 0; k < lineCount && in; ++k) {
-        std::vector<int> line;
-        _ReadCountedValues(in, line);
-        mSplitLines.push_back(std::move(line));
-    }
+    _ReadBlocks(in, mSplitLines,
+                [](std::ifstream& block, std::vector<int>& line) { _ReadCountedValues(block, line); });
 }
 
 int DumpMeshSplitByLines::Run() {

@@ -32,8 +32,8 @@ void DumpMeshUnfoldConformal::DumpApiInfo(const ITriMesh* triMesh, const std::ve
                                           const std::vector<double>* fixedVertexCoord) {
     DumpFileWriter file("_Mesh_Unfold_Conformal_", GetApiName());
     DumpTriMesh(triMesh, file.Stream());
-    _WriteOpenList(file.Stream(), fixedVertexIndex);
-    _WriteOpenList(file.Stream(), fixedVertexCoord);
+    _WriteValueList(file.Stream(), fixedVertexIndex, false);
+    _WriteValueList(file.Stream(), fixedVertexCoord, false);
 }
 
 void DumpMeshUnfoldConformal::LoadDumpFile(const std::string& fileName) {

@@ -36,9 +36,9 @@ void DumpMeshUnfoldOptimizeIsometric::DumpApiInfo(const ITriMesh* triMesh, const
     DumpFileWriter file("_Mesh_Unfold_OptimizeIsometric_", GetApiName());
     std::ofstream& out = file.Stream();
     DumpTriMesh(triMesh, out);
-    _WriteOpenList(out, uvCoords);
+    _WriteValueList(out, uvCoords, false);
     out << iterationCount << "\n";
-    _WriteOpenList(out, fixedVertexIndex);
+    _WriteValueList(out, fixedVertexIndex, false);
 }
 
 void DumpMeshUnfoldOptimizeIsometric::LoadDumpFile(const std::string& fileName) {

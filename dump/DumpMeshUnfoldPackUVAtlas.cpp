@@ -1,3 +1,4 @@
+#include <QarnUVAtlas/DumpRecord.h>
 #include <QarnUVAtlas/DumpUnfold.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
@@ -40,31 +41,18 @@ void DumpMeshUnfoldPackUVAtlas::DumpApiInfo(const std::vector<ITriMesh*>& triMes
     // this layout are read back with that many mesh blocks expected.
     out << triMeshes.size() << "\n";
     for (const std::unique_ptr<TriMesh>& chart : mTriMeshes) DumpTriMesh(chart.get(), out);
-    out << uvCoords.size() << "\n";
-    for (const std::vector<double>& list : uvCoords) _WriteOpenList(out, &list);
+    _WriteBlocks(out, uvCoords, [&out](const std::vector<double>& list) { _WriteValueList(out, &list, false); });
 }
 
 void DumpMeshUnfoldPackUVAtlas::LoadDumpFile(const std::string& fileName) {
     DumpFileReader file(fileName);
     std::ifstream& in = file.Stream();
-    mTriMeshes.clear();
-    int meshCount = 0;
-    in >> meshCount;
-    for (int k = 0; k < meshCount && in; ++k) {
-        std::unique_ptr<TriMesh> chart(new TriMesh());
-        LoadTriMesh(chart.get(), in);
-        mTriMeshes.push_back(std::move(chart));
-    }
-    // Lists are appended one at a time rather than sized from the count up
-    // front, so that a damaged count cannot allocate beyond the file.
-    mUVCoords.clear();
-    int listCount = 0;
-    in >> listCount;
-    for (int k = 0; k < listCount && in; ++k) {
-        std::vector<double> list;
-        _ReadCountedValues(in, list);
-        mUVCoords.push_back(std::move(list));
-    }
+    _ReadBlocks(in, mTriMeshes, [this](std::ifstream& block, std::unique_ptr<TriMesh>& chart) {
+        chart.reset(new TriMesh());
+        LoadTriMesh(chart.get(), block);
+    });
+    _ReadBlocks(in, mUVCoords,
+                [](std::ifstream& block, std::vector<double>& list) { _ReadCountedValues(block, list); });
 }
 
 int DumpMeshUnfoldPackUVAtlas::Run() {

@@ -38,22 +38,17 @@ bool _TakeDumpOnceRequest() {
 
 void DumpOnce() { _SetDumpOnceFlag(true); }
 
-DumpFileWriter::DumpFileWriter(const char* tag, ApiName api)
-    : mFileName(GetTimeString() + tag + std::to_string(DumpBase::APICalledTime) + ".dump"),
-      mBuffer(kStreamBufferBytes) {
+DumpFileWriter::DumpFileWriter(const char* tag, ApiName api) : mBuffer(kStreamBufferBytes) {
+    const std::string fileName = GetTimeString() + tag + std::to_string(DumpBase::APICalledTime) + ".dump";
     // The file is read back on other machines: numbers must not follow the
     // writer's locale.
     mOut.imbue(std::locale::classic());
     mOut.rdbuf()->pubsetbuf(mBuffer.data(), static_cast<std::streamsize>(mBuffer.size()));
-    mOut.open(mFileName, std::ios::out | std::ios::trunc);
+    mOut.open(fileName, std::ios::out | std::ios::trunc);
     mOut << static_cast<int>(api) << "\n";
 }
 
-DumpFileWriter::~DumpFileWriter() { Close(); }
-
-void DumpFileWriter::Close() {
-    if (mClosed) return;
-    mClosed = true;
+DumpFileWriter::~DumpFileWriter() {
     if (mOut.is_open()) mOut.close();
     ++DumpBase::APICalledTime;
 }

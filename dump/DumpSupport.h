@@ -35,8 +35,8 @@ void _RecordCall(Args&&... args) {
 
 // A dump file being written: opened (truncated) under
 // "<GetTimeString()><tag><APICalledTime>.dump" in the current folder with the
-// ApiName line already written. Close() (or the destructor) closes it and
-// advances DumpBase::APICalledTime, also when the file could not be created.
+// ApiName line already written. The destructor closes it and advances
+// DumpBase::APICalledTime, also when the file could not be created.
 class DumpFileWriter {
 public:
     DumpFileWriter(const char* tag, ApiName api);
@@ -45,14 +45,10 @@ public:
     DumpFileWriter& operator=(const DumpFileWriter&) = delete;
 
     std::ofstream& Stream() { return mOut; }
-    const std::string& FileName() const { return mFileName; }
-    void Close();
 
 private:
-    std::string mFileName;
     std::vector<char> mBuffer;
     std::ofstream mOut;
-    bool mClosed = false;
 };
 
 // Opens `fileName` for reading with a large buffer and the classic locale,
@@ -71,31 +67,44 @@ private:
     std::ifstream mIn;
 };
 
+// Every real from the first mesh or cloud block on keeps 20 significant
+// digits, enough to restore any double exactly.
+constexpr std::streamsize kDumpRealDigits = 20;
+
 // Reads "count" and then at most that many values into the cleared vector,
-// stopping at the first value that does not parse: a huge count in a short
-// file neither allocates nor loops beyond what the file holds.
-template <typename T>
-void _ReadCountedValues(std::ifstream& in, std::vector<T>& values) {
+// each with `readOne(in, value)`, stopping at the first that fails: a huge
+// count in a short file neither allocates nor loops beyond what the file
+// holds.
+template <typename T, typename ReadOne>
+void _ReadCountedValues(std::ifstream& in, std::vector<T>& values, ReadOne readOne) {
     values.clear();
     int count = 0;
     in >> count;
     for (int i = 0; i < count; ++i) {
         T value{};
-        if (!(in >> value)) break;
+        if (!readOne(in, value)) break;
         values.push_back(value);
     }
 }
 
-// The records' own list layout: "count" and a line break, then every value
-// followed by one space and no closing line break; a null list is "0".
+// The same for values the stream reads itself.
 template <typename T>
-void _WriteOpenList(std::ofstream& out, const std::vector<T>* values) {
+void _ReadCountedValues(std::ifstream& in, std::vector<T>& values) {
+    _ReadCountedValues(in, values, [](std::ifstream& from, T& value) { return static_cast<bool>(from >> value); });
+}
+
+// A list of values: "count" and a line break, then every value followed by
+// one space, then a line break only when `closeLine` (the UV-atlas records'
+// lists leave it out); a null list is "0" and a line break.
+template <typename T>
+void _WriteValueList(std::ofstream& out, const std::vector<T>* values, bool closeLine) {
     if (values == nullptr) {
         out << "0\n";
         return;
     }
     out << values->size() << "\n";
     for (const T& value : *values) out << value << " ";
+    if (closeLine) out << "\n";
 }
 
 // A real read in place of an integer, truncated towards zero; values beyond

@@ -9,6 +9,8 @@
 #include <QarnUVAtlas/PointCloud.h>
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "FuzzCommon.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -18,12 +20,7 @@
 
 namespace fuzzdump {
 
-inline void Require(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "fuzz check failed: %s\n", what);
-        std::abort();
-    }
-}
+using fuzzcheck::Require;
 
 // One scratch file per process, reused for every input.
 inline const std::string& ScratchFile() {

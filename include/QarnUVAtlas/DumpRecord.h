@@ -57,6 +57,28 @@ private:
     std::unique_ptr<T> mpObject;
 };
 
+// A list of blocks: "count" and a line break, then `writeOne(block)` for each.
+template <typename T, typename WriteOne>
+void _WriteBlocks(std::ofstream& out, const std::vector<T>& blocks, WriteOne writeOne) {
+    out << blocks.size() << "\n";
+    for (const T& block : blocks) writeOne(block);
+}
+
+// Reads a list of blocks into the cleared vector: the count, then, while the
+// stream is good, a default block appended and filled by `readOne(in, block)`.
+// Blocks are appended one at a time rather than sized from the count up
+// front, so that a damaged count cannot allocate beyond the file.
+template <typename T, typename ReadOne>
+void _ReadBlocks(std::ifstream& in, std::vector<T>& blocks, ReadOne readOne) {
+    blocks.clear();
+    int count = 0;
+    in >> count;
+    for (int i = 0; i < count && in; ++i) {
+        blocks.emplace_back();
+        readOne(in, blocks.back());
+    }
+}
+
 class DumpCallBase;
 template <typename MeshPointer>
 struct DumpMeshSlot;
@@ -191,17 +213,12 @@ template <>
 struct DumpSlot<const std::vector<IPointCloud*>&> {
     using Stored = std::vector<DumpOwned<PointCloud>>;
     static void Write(DumpCallBase& r, std::ofstream& out, const std::vector<IPointCloud*>& clouds) {
-        out << clouds.size() << "\n";
-        for (const IPointCloud* cloud : clouds) r.WriteCloud(out, cloud);
+        _WriteBlocks(out, clouds, [&r, &out](const IPointCloud* cloud) { r.WriteCloud(out, cloud); });
     }
     static void Read(DumpCallBase& r, std::ifstream& in, Stored& clouds) {
-        clouds.clear();
-        int count = 0;
-        in >> count;
-        for (int i = 0; i < count && in; ++i) {
-            clouds.emplace_back();
-            r.ReadCloud(in, clouds.back(), false);
-        }
+        _ReadBlocks(in, clouds, [&r](std::ifstream& block, DumpOwned<PointCloud>& cloud) {
+            r.ReadCloud(block, cloud, false);
+        });
     }
     // A fresh list of the record's clouds, alive for the call it is passed to.
     static std::vector<IPointCloud*> Pass(const Stored& clouds) {
@@ -245,17 +262,10 @@ template <>
 struct DumpSlot<const std::vector<std::vector<int>>&> {
     using Stored = std::vector<std::vector<int>>;
     static void Write(DumpCallBase& r, std::ofstream& out, const Stored& lines) {
-        out << lines.size() << "\n";
-        for (const std::vector<int>& line : lines) r.WriteValues(out, line);
+        _WriteBlocks(out, lines, [&r, &out](const std::vector<int>& line) { r.WriteValues(out, line); });
     }
     static void Read(DumpCallBase& r, std::ifstream& in, Stored& lines) {
-        lines.clear();
-        int count = 0;
-        in >> count;
-        for (int i = 0; i < count && in; ++i) {
-            lines.emplace_back();
-            r.ReadValues(in, lines.back());
-        }
+        _ReadBlocks(in, lines, [&r](std::ifstream& block, std::vector<int>& line) { r.ReadValues(block, line); });
     }
     static const Stored& Pass(const Stored& lines) { return lines; }
 };

@@ -17,7 +17,8 @@
 namespace ORVO {
 
 // X(record class, factory, ApiName value, entry point, number of inputs, live)
-// A record is added by one entry here; the registry's table is in the library.
+// A record is added by one entry here; RegisterDumpInfo() registers it from
+// this list too.
 #define ORVO_DUMP_RECORD_LIST(X) \
     X(DumpMeshConsolidationMakeManifold, CreateDumpMeshConsolidationMakeManifold, API_MESH_CONSOLIDATION_MAKE_MANIFOLD, \
       ConsolidateMesh::MakeManifold, 1, true) \
