@@ -12,7 +12,9 @@ qarn_install_missing_packages() {
     local missing=()
     local pkg
     for pkg in "${QARN_DEBIAN_PACKAGES[@]}"; do
-        if ! dpkg -s "$pkg" 2> /dev/null | grep -q '^Status: install ok installed'; then
+        # The whole status is read before matching: under pipefail, grep -q stopping
+        # early could make an installed package look missing.
+        if ! grep -q '^Status: install ok installed' <<< "$(dpkg -s "$pkg" 2> /dev/null)"; then
             missing+=("$pkg")
         fi
     done

@@ -42,7 +42,9 @@ echo "== build the shared library"
 cmake --build "$build_dir" --target QarnUVAtlas -j "$jobs" > "$work/build.log" \
     || { cat "$work/build.log"; fail "library build"; }
 # The Python module, where this configuration has it (pybind11 found).
-if cmake --build "$build_dir" --target help 2> /dev/null | grep -q qarnuv_python; then
+# Checks read whole outputs before matching: with pipefail, a grep -q that stops at
+# the first match would fail the pipe whenever the writer still had lines to go.
+if grep -q qarnuv_python <<< "$(cmake --build "$build_dir" --target help 2> /dev/null)"; then
     echo "== build the Python module"
     cmake --build "$build_dir" --target qarnuv_python -j "$jobs" > "$work/build-python.log" \
         || { cat "$work/build-python.log"; fail "Python module build"; }
@@ -57,7 +59,7 @@ lib="$(find "$prefix" -name 'libQarnUVAtlas.so' | head -n 1)"
 [[ -n "$lib" ]] || fail "libQarnUVAtlas.so not installed"
 [[ -f "$(find "$prefix" -name QarnUVAtlasConfig.cmake | head -n 1)" ]] || fail "no package config"
 [[ -f "$(find "$prefix" -name QarnUVAtlasConfigVersion.cmake | head -n 1)" ]] || fail "no version file"
-if find "$prefix" -name '*qarn_internal*' -o -name '*qarn_objects*' | grep -q .; then
+if [[ -n "$(find "$prefix" -name '*qarn_internal*' -o -name '*qarn_objects*')" ]]; then
     fail "internal targets were installed"
 fi
 if grep -rli eigen "$prefix/include" > /dev/null 2>&1; then
@@ -104,7 +106,7 @@ if [[ -x "$prefix/bin/qarnuv" ]]; then
     echo "== installed command-line tool"
     (cd "$work/run" && env -u LD_LIBRARY_PATH "$prefix/bin/qarnuv" --help > /dev/null) \
         || fail "the installed qarnuv does not run"
-    env -u LD_LIBRARY_PATH ldd "$prefix/bin/qarnuv" | grep -q "$prefix" || fail "the installed qarnuv does not use the installed library"
+    grep -q "$prefix" <<< "$(env -u LD_LIBRARY_PATH ldd "$prefix/bin/qarnuv")" || fail "the installed qarnuv does not use the installed library"
     echo "qarnuv runs from $prefix/bin"
 fi
 
@@ -117,7 +119,7 @@ if [[ -n "$module" ]]; then
     (cd "$work/run" && env -u LD_LIBRARY_PATH PYTHONPATH="$site" "${python:-python3}" -c \
         "import qarnuv, sys; assert qarnuv.__file__.startswith(sys.argv[1]), qarnuv.__file__; m = qarnuv.unwrap([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]]); assert m.charts == 1" \
         "$site") || fail "the installed Python module does not import and unwrap"
-    env -u LD_LIBRARY_PATH ldd "$module" | grep -q "$prefix" || fail "the installed Python module does not use the installed library"
+    grep -q "$prefix" <<< "$(env -u LD_LIBRARY_PATH ldd "$module")" || fail "the installed Python module does not use the installed library"
     echo "qarnuv imports from $site"
 fi
 
