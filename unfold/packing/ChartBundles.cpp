@@ -393,12 +393,6 @@ private:
     int mBundle = -1;
 };
 
-int LayOut(const std::vector<Item>& items, const std::vector<int>& order, double width, double height, double d,
-           std::vector<Slot>& slots, std::vector<Point>& extents) {
-    RowLayout layout(items, width, height, d);
-    return layout.Run(order, slots, extents);
-}
-
 // Coordinates of chart `item` inside its bundle.
 void PlaceChart(const Item& item, const Slot& slot, const std::vector<double>& uv, std::vector<double>& out) {
     const Frame& frame = item.frames[slot.frame];
@@ -479,27 +473,27 @@ int _PackChartsInBundles(const std::vector<ITriMesh*>& charts, std::vector<std::
     const double gap = static_cast<double>(gapTexels) / resolution;
     const bool alone = items.size() == count;
     const double margin = 0.5 / resolution;
-    // First plan: the scale at which the charts' hulls, grown by half the
-    // gap, fill the rows as they usually do (a few steps of the estimate).
-    double scale = std::sqrt(kFirstGuessFill / totalArea);
-    for (int step = 0; step < kPlanSteps; ++step) {
-        const double d = std::max(gap / scale, kSmallestGap * largest);
+    // The area of a square that the charts' hulls, grown by `d` (half the gap
+    // each), fill as rows usually do, beside the other charts at their usual fill.
+    auto plannedArea = [&](double d) {
         double grown = 0.0;
         for (const Item& item : items) grown += item.area + 0.5 * item.perimeter * d + d * d;
-        scale = kScaleMargin * std::sqrt(1.0 / (grown / kRowFill + otherArea / kOtherFill));
-    }
+        return grown / kRowFill + otherArea / kOtherFill;
+    };
+    // First plan: the scale at which that square is the unit square (a few steps
+    // of the estimate).
+    double scale = std::sqrt(kFirstGuessFill / totalArea);
+    for (int step = 0; step < kPlanSteps; ++step)
+        scale = kScaleMargin * std::sqrt(1.0 / plannedArea(std::max(gap / scale, kSmallestGap * largest)));
     double width = 0.0;
     std::vector<Slot> slots;
     std::vector<Point> extents;
     for (int round = 0; round < kLayoutRounds; ++round) {
         const double d = std::max(gap / scale, kSmallestGap * largest);
-        if (width == 0.0) {
-            for (const Item& item : items) width += item.area + 0.5 * item.perimeter * d + d * d;
-            width = std::max(largest, std::sqrt(width / kRowFill + otherArea / kOtherFill));
-        }
+        if (width == 0.0) width = std::max(largest, std::sqrt(plannedArea(d)));
         const double side = alone ? width : std::max(largest, kBundleSide * width);
         const double height = alone ? std::numeric_limits<double>::max() : side;
-        const int made = LayOut(items, order, side, height, d, slots, extents);
+        const int made = RowLayout(items, side, height, d).Run(order, slots, extents);
         double boxes = 0.0, longest = 0.0;
         for (const Point& e : extents) {
             boxes += (e.x + d) * (e.y + d);
