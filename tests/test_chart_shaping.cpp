@@ -14,6 +14,7 @@
 #include "unfold/segmentation/ChartClustering.h"
 #include "unfold/segmentation/ChartSlits.h"
 #include "unfold/segmentation/RegionTopology.h"
+#include "unfold/segmentation/StretchBudgetMerge.h"
 
 #include <gtest/gtest.h>
 
@@ -614,6 +615,44 @@ TEST(ShapedCharts, SameAtlasWithOneThreadAndSeveral) {
         ASSERT_EQ(one.status, 0);
         EXPECT_EQ(one.tex, two.tex);
         EXPECT_EQ(one.ids, two.ids);
+    }
+}
+
+// A closed surface under a budget ends with a few large unions, most of them
+// refused: these flatten on two threads each and are tried two at a time even
+// when they share a chart. The charts must be those of one thread, and the
+// atlas valid within the budget.
+TEST(ShapedCharts, LargeUnionsOnSeveralThreadsGiveTheSameAtlas) {
+    const TriMesh sphere = testmesh::Icosphere(5);
+    const double budget = 1.09;
+    const Atlas one = Unwrap(sphere, 0, budget, 1);
+    const Atlas two = Unwrap(sphere, 0, budget, 2);
+    ExpectValid(one);
+    EXPECT_LE(one.stretch.l2, budget);
+    EXPECT_LE(one.stretch.linf, 3.0);
+    EXPECT_EQ(one.tex, two.tex);
+    EXPECT_EQ(one.ids, two.ids);
+}
+
+// A region flattened with a thread to spare gets the layout it gets without
+// one: when the conformal start passes, and when it is squeezed past the limit
+// and the circle start (made beside it) is tried too.
+TEST(ShapedCharts, ASpareThreadLeavesARegionsLayoutAsItIs) {
+    const TriMesh sphere = testmesh::Icosphere(4);
+    const Prepared p(sphere);
+    // More than a hemisphere: a disc whose layout squeezes faces near its rim.
+    std::vector<int> cap;
+    for (int f = 0; f < p.adj.faceCount; ++f) {
+        const int* t = &p.adj.triangles[3 * f];
+        if (p.coords[t[0]].z + p.coords[t[1]].z + p.coords[t[2]].z > -0.6) cap.push_back(f);
+    }
+    for (double limit : {3.0, 1.02}) {
+        const ORVO::RegionLayout alone = ORVO::_FlattenRegion(p.adj, p.coords, cap, limit, false);
+        const ORVO::RegionLayout beside = ORVO::_FlattenRegion(p.adj, p.coords, cap, limit, true);
+        EXPECT_EQ(alone.valid, limit > 2.0) << limit;
+        EXPECT_EQ(beside.valid, alone.valid) << limit;
+        EXPECT_EQ(beside.stretchSum, alone.stretchSum) << limit;
+        EXPECT_EQ(beside.cornerUv, alone.cornerUv) << limit;
     }
 }
 

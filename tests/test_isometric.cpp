@@ -8,6 +8,7 @@
 #include "numerics/Rotation2x2.h"
 #include "unfold/AtlasStatistics.h"
 #include "unfold/flattening/IsometricFrame.h"
+#include "unfold/flattening/IsometricSystem.h"
 
 #include <gtest/gtest.h>
 
@@ -92,6 +93,34 @@ TEST(OptimizeIsometric, ReportsProgressAndAddsToTheRunningTotals) {
     EXPECT_EQ(ORVO::GetApiProgress(), 1.0);
     EXPECT_EQ(totals.isometricCalls.load(), calls + 1.0);
     EXPECT_GT(totals.isometricSeconds.load(), seconds);
+}
+
+// A system prepared once serves several starts: each run ends where a fresh
+// optimisation from that start ends, and on a developable piece every start
+// becomes the isometry (nothing of an earlier run is carried into the next).
+TEST(OptimizeIsometric, OnePreparedSystemServesSeveralStarts) {
+    const TriMesh mesh = MakeCylinderPiece(6, 2.4, 1.0, 1.5, 4, 12, 21u);
+    std::vector<double> conformal;
+    ASSERT_EQ(UnfoldMesh::ConformalMap(&mesh, nullptr, nullptr, &conformal), 0);
+    // A second start: the conformal one turned, squashed and shifted.
+    std::vector<double> squashed(conformal.size());
+    for (size_t v = 0; 2 * v < conformal.size(); ++v) {
+        squashed[2 * v] = 0.3 * conformal[2 * v] - 0.9 * conformal[2 * v + 1] + 2.0;
+        squashed[2 * v + 1] = 0.6 * conformal[2 * v] + 0.2 * conformal[2 * v + 1];
+    }
+    ORVO::IsometricSystem system;
+    std::vector<double> unused = conformal;
+    EXPECT_EQ(system.Run(unused, 7), ORVO::STATUS_NOT_INITIALISED);
+    EXPECT_EQ(unused, conformal);
+    ASSERT_EQ(system.Prepare(mesh, nullptr), 0);
+    for (const std::vector<double>* start : {&conformal, &squashed, &conformal}) {
+        std::vector<double> reused = *start, fresh = *start;
+        ASSERT_EQ(system.Run(reused, 7), 0);
+        ASSERT_EQ(UnfoldMesh::OptimizeIsometric(&mesh, &fresh, 7, nullptr), 0);
+        EXPECT_EQ(reused, fresh);
+        EXPECT_LT(WorstEdgeStretch(mesh, reused), 1e-6);
+        EXPECT_EQ(FlippedCount(mesh, reused), 0);
+    }
 }
 
 // ---- pins and fixed points -------------------------------------------------------

@@ -233,10 +233,12 @@ void ReturnGroups(const TriMesh& chart, const std::vector<int>& labels, const st
 
 // Flattens the chart and runs the checks its settings ask for; `accept` is
 // set when the layout may be used. Returns false when there is no layout.
-bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv, bool& accept) {
+bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv, bool& accept,
+                     IsometricSystem& system) {
     std::vector<std::vector<int>> holes;
     bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
-    bool flattened = _FlattenChart(chart, holes, holesFound, settings.strict, uv, accept);
+    bool flattened =
+        _FlattenChart(chart, holes, holesFound, settings.strict, uv, accept, kChartIsometricIterations, &system);
     if (flattened && !accept) accept = CheckLayout(chart, settings, holes, uv);
     return flattened;
 }
@@ -283,7 +285,8 @@ std::unique_ptr<TriMesh> SlitUntilFlat(const TriMesh& chart, const AtlasSettings
         _SlitChart(*current, {path}, *next);
         std::vector<double> nextUv;
         bool accept = false;
-        if (!FlattenAndCheck(*next, settings, nextUv, accept)) break;
+        IsometricSystem system;
+        if (!FlattenAndCheck(*next, settings, nextUv, accept, system)) break;
         slit = std::move(next);
         slitUv.swap(nextUv);
         current = slit.get();
@@ -338,13 +341,16 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
         flattened = true;
         accept = Check(*chart, settings, uv);
     }
-    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, uv, accept);
+    // Both starts of this chart share the isometric system.
+    IsometricSystem system;
+    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, uv, accept, system);
     if (flattened && !accept && settings.shapedCharts && settings.strict) {
         // A conformal start that folds is often set right by one that cannot.
         std::vector<std::vector<int>> holes;
         std::vector<double> circle;
         if (FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS &&
-            _FlattenChartFromCircle(*chart, holes, circle) && CheckLayout(*chart, settings, holes, circle)) {
+            _FlattenChartFromCircle(*chart, holes, circle, kChartIsometricIterations, &system) &&
+            CheckLayout(*chart, settings, holes, circle)) {
             uv.swap(circle);
             accept = true;
         }

@@ -110,11 +110,8 @@ void InflateFlatFaces(const TriMesh& chart, std::vector<double>& uv) {
 
 }  // namespace
 
-// Conformal map pinned on the first boundary loop, then the isometric
-// optimisation. Returns false when the conformal map failed (no layout).
-// Sets `accept` when the isometric step failed and checks are not wanted.
-bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
-                  std::vector<double>& uv, bool& accept, int isometricIterations) {
+bool _ConformalStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound,
+                     std::vector<double>& uv) {
     int status;
     // Where two holes touch at a vertex a loop passes it twice: the second pin
     // is moved along the loop until it differs from the first.
@@ -132,12 +129,31 @@ bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& ho
         uv.clear();
         return false;
     }
-    // In strict mode a failed isometric step keeps its last layout, which is
-    // then checked like any other.
-    if (UnfoldMesh::OptimizeIsometric(&chart, &uv, isometricIterations, nullptr) != STATUS_SUCCESS && !strict)
-        accept = true;
+    return true;
+}
+
+int _SettleLayout(const TriMesh& chart, std::vector<double>& uv, int isometricIterations, IsometricSystem* system) {
+    int status;
+    if (!system) {
+        status = UnfoldMesh::OptimizeIsometric(&chart, &uv, isometricIterations, nullptr);
+    } else if (chart.GetVertexCount() < 3 || chart.GetTriangleCount() < 1 || isometricIterations < 1 ||
+               uv.size() < 2 * static_cast<size_t>(chart.GetVertexCount())) {
+        status = STATUS_INVALID_INPUT;  // as the public call refuses it
+    } else {
+        status = system->Prepared() ? STATUS_SUCCESS : system->Prepare(chart, nullptr);
+        if (status == STATUS_SUCCESS) status = system->Run(uv, isometricIterations);
+    }
     MatchSurfaceArea(chart, uv);
     InflateFlatFaces(chart, uv);
+    return status;
+}
+
+bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
+                   std::vector<double>& uv, bool& accept, int isometricIterations, IsometricSystem* system) {
+    if (!_ConformalStart(chart, holes, holesFound, uv)) return false;
+    // In strict mode a failed isometric step keeps its last layout, which is
+    // then checked like any other.
+    if (_SettleLayout(chart, uv, isometricIterations, system) != STATUS_SUCCESS && !strict) accept = true;
     return true;
 }
 
@@ -256,8 +272,7 @@ bool _OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vect
     return IsTriMesh2DOverlapped(points, triangles, false, overlapFaces, nullptr);
 }
 
-bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
-                             int isometricIterations) {
+bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv) {
     if (holes.size() != 1 || holes[0].size() < 3) return false;
     const std::vector<int>& loop = holes[0];
     const int vertexCount = chart.GetVertexCount();
@@ -319,9 +334,13 @@ bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector
             uv[2 * v + 1] = xv[index[v]];
         }
     }
-    UnfoldMesh::OptimizeIsometric(&chart, &uv, isometricIterations, nullptr);
-    MatchSurfaceArea(chart, uv);
-    InflateFlatFaces(chart, uv);
+    return true;
+}
+
+bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                             int isometricIterations, IsometricSystem* system) {
+    if (!_CircleStart(chart, holes, uv)) return false;
+    _SettleLayout(chart, uv, isometricIterations, system);
     return true;
 }
 

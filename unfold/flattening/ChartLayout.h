@@ -4,27 +4,47 @@
 
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "unfold/flattening/IsometricSystem.h"
+
 #include <vector>
 
 namespace ORVO {
 
-// Conformal map pinned on the first boundary loop of `holes`, then the
-// isometric optimisation; the layout is scaled to the chart's 3-D area and
-// flat faces get a small area. Returns false (uv cleared) when the conformal
-// map failed. Sets `accept` when the isometric step failed outside strict
-// mode, where such a layout is taken unchecked.
 constexpr int kChartIsometricIterations = 7;
-bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
-                   std::vector<double>& uv, bool& accept, int isometricIterations = kChartIsometricIterations);
 
-// A second way to flatten a disc-like chart (one boundary loop) for when the
-// conformal start folds: the loop on a circle, spaced by edge length, every
-// inner vertex at the mean of its neighbours (such a layout never folds),
-// then the isometric optimisation, the scale and the lift of flat faces as
-// in _FlattenChart. Returns false when the chart has not one simple loop or
-// the system cannot be solved (uv then unspecified).
+// The conformal start of a chart's layout: pinned at two far-apart vertices of
+// the first boundary loop of `holes` (when holesFound and it has 4 or more),
+// free otherwise. Returns false (uv cleared) when the conformal map failed.
+bool _ConformalStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound,
+                     std::vector<double>& uv);
+
+// The start for a disc-like chart (one boundary loop) whose conformal start
+// folds: the loop on a circle, spaced by edge length, every inner vertex at
+// the mean of its neighbours (such a layout never folds). Returns false when
+// the chart has not one simple loop or the system cannot be solved (uv then
+// unspecified).
+bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv);
+
+// Finishes a start: the isometric optimisation, then the layout scaled to the
+// chart's 3-D area and flat faces given a small area. With `system` the
+// optimisation uses it, preparing it for `chart` first when it is not
+// prepared: a second start of the same chart then reuses the factorisation.
+// Returns the isometric step's status (a failed step keeps its last layout).
+int _SettleLayout(const TriMesh& chart, std::vector<double>& uv, int isometricIterations,
+                  IsometricSystem* system = nullptr);
+
+// _ConformalStart, then _SettleLayout. Returns false (uv cleared) when the
+// conformal map failed. Sets `accept` when the isometric step failed outside
+// strict mode, where such a layout is taken unchecked.
+bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
+                   std::vector<double>& uv, bool& accept, int isometricIterations = kChartIsometricIterations,
+                   IsometricSystem* system = nullptr);
+
+// _CircleStart, then _SettleLayout: the second way to flatten a chart whose
+// conformal start folds. Returns false when there is no circle start.
 bool _FlattenChartFromCircle(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
-                             int isometricIterations = kChartIsometricIterations);
+                             int isometricIterations = kChartIsometricIterations,
+                             IsometricSystem* system = nullptr);
 
 // The map from face f's layout onto the face, as its metric J^T J: `a` and
 // `c` on the diagonal, `b` off it (its eigenvalues are the squared singular

@@ -13,6 +13,7 @@
 #include "numerics/SparseMatrixImpl.h"
 #include "unfold/AtlasStatistics.h"
 #include "unfold/flattening/IsometricFrame.h"
+#include "unfold/flattening/IsometricSystem.h"
 
 #include <algorithm>
 #include <cmath>
@@ -63,12 +64,35 @@ struct WalkStep {
     double weight;  // cot alpha + cot beta of the faces present
 };
 
-int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterationCount,
-                       const std::vector<int>* fixedVertexIndex) {
+}  // namespace
+
+// Everything of the optimisation that the start does not change.
+struct IsometricSystem::Data {
+    int faceCount = 0;
+    // Local vector and cotangent weight of every half-edge that has a face;
+    // the three half-edges of each face, with their start and end vertices.
+    std::vector<double> localX, localY, weight;
+    std::vector<int> faceEdge, faceStart, faceEnd;
+    // Column of each vertex in the system, -1 for pins.
+    std::vector<int> column;
+    std::vector<int> freeVertex;
+    // The walk around each free vertex, recorded once for the matrix and for
+    // every right-hand side.
+    std::vector<int> walkStart;
+    std::vector<WalkStep> walk;
+    std::unique_ptr<LinearSparseLLTSolver> solver;
+};
+
+IsometricSystem::IsometricSystem() = default;
+IsometricSystem::~IsometricSystem() = default;
+
+int IsometricSystem::Prepare(const ITriMesh& mesh, const std::vector<int>* fixedVertexIndex) {
+    const double startTime = Profiler::GetTime();
+    mData.reset();
+    auto data = std::make_unique<Data>();
     const int vertexCount = mesh.GetVertexCount();
     const int faceCount = mesh.GetTriangleCount();
-    const double startTime = Profiler::GetTime();
-    ApiProgress& progress = ApiProgress::Get();
+    data->faceCount = faceCount;
 
     std::vector<Vector3> normals(faceCount);
     for (int f = 0; f < faceCount; ++f) {
@@ -84,13 +108,16 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         return STATUS_FAILED;
     }
 
-    // Local vector and cotangent weight of every half-edge that has a face;
-    // the three half-edges of each face, with their start and end vertices.
     const int edgeCount = half->GetEdgeCount();
-    std::vector<double> localX(edgeCount, 0.0), localY(edgeCount, 0.0), weight(edgeCount, 0.0);
-    std::vector<int> faceEdge(3 * static_cast<size_t>(faceCount));
-    std::vector<int> faceStart(3 * static_cast<size_t>(faceCount));
-    std::vector<int> faceEnd(3 * static_cast<size_t>(faceCount));
+    std::vector<double>& localX = data->localX;
+    std::vector<double>& localY = data->localY;
+    std::vector<double>& weight = data->weight;
+    localX.assign(edgeCount, 0.0);
+    localY.assign(edgeCount, 0.0);
+    weight.assign(edgeCount, 0.0);
+    data->faceEdge.resize(3 * static_cast<size_t>(faceCount));
+    data->faceStart.resize(3 * static_cast<size_t>(faceCount));
+    data->faceEnd.resize(3 * static_cast<size_t>(faceCount));
     for (int f = 0; f < faceCount; ++f) {
         Edge3D* h = half->GetFace(f)->GetEdge();
         Edge3D* next = h->GetNext();
@@ -108,16 +135,17 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         weight[next->GetId()] = t.cotA;
         Edge3D* e = h;
         for (int m = 0; m < 3; ++m, e = e->GetNext()) {
-            faceEdge[3 * f + m] = e->GetId();
-            faceStart[3 * f + m] = HalfMesh::GetStartVertex(e)->GetId();
-            faceEnd[3 * f + m] = e->GetVertex()->GetId();
+            data->faceEdge[3 * f + m] = e->GetId();
+            data->faceStart[3 * f + m] = HalfMesh::GetStartVertex(e)->GetId();
+            data->faceEnd[3 * f + m] = e->GetVertex()->GetId();
         }
     }
     std::vector<Vector3>().swap(normals);
-    progress.SetProgress(0.2);
+    ApiProgress::Get().SetProgress(0.2);
 
     // Pins keep their input; a pin id outside the mesh pins nothing.
-    std::vector<int> column(vertexCount, 0);
+    std::vector<int>& column = data->column;
+    column.assign(vertexCount, 0);
     if (fixedVertexIndex) {
         for (const int v : *fixedVertexIndex)
             if (v >= 0 && v < vertexCount) column[v] = -1;
@@ -127,7 +155,7 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         column[v[0]] = -1;
     }
     int freeCount = 0;
-    std::vector<int> freeVertex;
+    std::vector<int>& freeVertex = data->freeVertex;
     freeVertex.reserve(vertexCount);
     for (int v = 0; v < vertexCount; ++v) {
         if (column[v] < 0) continue;
@@ -135,10 +163,9 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         freeVertex.push_back(v);
     }
 
-    // The walk around each free vertex, recorded once for the matrix and for
-    // every right-hand side.
-    std::vector<int> walkStart(static_cast<size_t>(freeCount) + 1, 0);
-    std::vector<WalkStep> walk;
+    std::vector<int>& walkStart = data->walkStart;
+    std::vector<WalkStep>& walk = data->walk;
+    walkStart.assign(static_cast<size_t>(freeCount) + 1, 0);
     walk.reserve(7 * static_cast<size_t>(freeCount));
     for (int r = 0; r < freeCount; ++r) {
         const Vertex3D* vertex = half->GetVertex(freeVertex[r]);
@@ -164,8 +191,8 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         }
         walkStart[r + 1] = static_cast<int>(walk.size());
     }
+    half.reset();
 
-    std::unique_ptr<LinearSparseLLTSolver> solver;
     if (freeCount > 0) {
         SparseMatrix laplacian(freeCount, freeCount);
         SparseMatrixImpl* impl = laplacian.GetImpl();
@@ -191,14 +218,24 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
             _LogFailure(kName, "::Sparse Matrix Build Failed");
             return STATUS_FAILED;
         }
-        solver = std::make_unique<LinearSparseLLTSolver>();
-        if (solver->Factorize(laplacian) != STATUS_SUCCESS) {
+        data->solver = std::make_unique<LinearSparseLLTSolver>();
+        if (data->solver->Factorize(laplacian) != STATUS_SUCCESS) {
             _LogFailure(kName, "::Sparse Matrix Factorize Failed");
             return STATUS_FAILED;
         }
     }
-    progress.SetProgress(0.25);
+    mData = std::move(data);
+    _AddSeconds(_AtlasStatistics().isometricSeconds, Profiler::GetTime() - startTime);
+    return STATUS_SUCCESS;
+}
 
+int IsometricSystem::Run(std::vector<double>& uv, int iterationCount) {
+    if (!mData) return STATUS_NOT_INITIALISED;
+    const double startTime = Profiler::GetTime();
+    const Data& d = *mData;
+    ApiProgress& progress = ApiProgress::Get();
+    const int faceCount = d.faceCount;
+    const int freeCount = static_cast<int>(d.freeVertex.size());
     std::vector<double> rotation(4 * static_cast<size_t>(faceCount));
     std::vector<double> bu(freeCount), bv(freeCount), xu, xv;
     for (int k = 0; k < iterationCount && freeCount > 0; ++k) {
@@ -209,16 +246,16 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         for (int f = 0; f < faceCount; ++f) {
             double s[4] = {0.0, 0.0, 0.0, 0.0};
             for (int m = 0; m < 3; ++m) {
-                const int e = faceEdge[3 * f + m];
-                const int a = faceStart[3 * f + m];
-                const int b = faceEnd[3 * f + m];
+                const int e = d.faceEdge[3 * f + m];
+                const int a = d.faceStart[3 * f + m];
+                const int b = d.faceEnd[3 * f + m];
                 const double du = uv[2 * static_cast<size_t>(b)] - uv[2 * static_cast<size_t>(a)];
                 const double dv = uv[2 * static_cast<size_t>(b) + 1] - uv[2 * static_cast<size_t>(a) + 1];
-                const double w = weight[e];
-                s[0] += w * du * localX[e];
-                s[1] += w * du * localY[e];
-                s[2] += w * dv * localX[e];
-                s[3] += w * dv * localY[e];
+                const double w = d.weight[e];
+                s[0] += w * du * d.localX[e];
+                s[1] += w * du * d.localY[e];
+                s[2] += w * dv * d.localX[e];
+                s[3] += w * dv * d.localY[e];
             }
             _NearestRotation2x2(s, &rotation[4 * static_cast<size_t>(f)]);
         }
@@ -227,21 +264,21 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
         // incoming ones (the pairs) push with theirs.
         for (int r = 0; r < freeCount; ++r) {
             double su = 0.0, sv = 0.0;
-            for (int s = walkStart[r]; s < walkStart[r + 1]; ++s) {
-                const WalkStep& step = walk[s];
-                if (column[step.target] < 0) {
+            for (int s = d.walkStart[r]; s < d.walkStart[r + 1]; ++s) {
+                const WalkStep& step = d.walk[s];
+                if (d.column[step.target] < 0) {
                     su += step.weight * uv[2 * static_cast<size_t>(step.target)];
                     sv += step.weight * uv[2 * static_cast<size_t>(step.target) + 1];
                 }
                 if (step.edgeFace >= 0) {
                     const double* R = &rotation[4 * static_cast<size_t>(step.edgeFace)];
-                    const double w = weight[step.edge], x = localX[step.edge], y = localY[step.edge];
+                    const double w = d.weight[step.edge], x = d.localX[step.edge], y = d.localY[step.edge];
                     su -= w * (R[0] * x + R[1] * y);
                     sv -= w * (R[2] * x + R[3] * y);
                 }
                 if (step.pairFace >= 0) {
                     const double* R = &rotation[4 * static_cast<size_t>(step.pairFace)];
-                    const double w = weight[step.pair], x = localX[step.pair], y = localY[step.pair];
+                    const double w = d.weight[step.pair], x = d.localX[step.pair], y = d.localY[step.pair];
                     su += w * (R[0] * x + R[1] * y);
                     sv += w * (R[2] * x + R[3] * y);
                 }
@@ -249,26 +286,36 @@ int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterat
             bu[r] = su;
             bv[r] = sv;
         }
-        if (solver->Solve(bu, &xu) != STATUS_SUCCESS) {
+        if (d.solver->Solve(bu, &xu) != STATUS_SUCCESS) {
             _LogFailure(kName, "::Sparse Matrix Solve U Failed");
             return STATUS_FAILED;
         }
-        if (solver->Solve(bv, &xv) != STATUS_SUCCESS) {
+        if (d.solver->Solve(bv, &xv) != STATUS_SUCCESS) {
             _LogFailure(kName, "::Sparse Matrix Solve V Failed");
             return STATUS_FAILED;
         }
         for (int r = 0; r < freeCount; ++r) {
-            uv[2 * static_cast<size_t>(freeVertex[r])] = xu[r];
-            uv[2 * static_cast<size_t>(freeVertex[r]) + 1] = xv[r];
+            uv[2 * static_cast<size_t>(d.freeVertex[r])] = xu[r];
+            uv[2 * static_cast<size_t>(d.freeVertex[r]) + 1] = xv[r];
         }
     }
-
-    const double seconds = Profiler::GetTime() - startTime;
-    _LogDetail(kName, " time: ", seconds);
-    _AddSeconds(_AtlasStatistics().isometricCalls, 1.0);
-    _AddSeconds(_AtlasStatistics().isometricSeconds, seconds);
-    half.reset();
     progress.SetProgress(1.0);
+    _AddSeconds(_AtlasStatistics().isometricCalls, 1.0);
+    _AddSeconds(_AtlasStatistics().isometricSeconds, Profiler::GetTime() - startTime);
+    return STATUS_SUCCESS;
+}
+
+namespace {
+
+int _OptimizeIsometric(const ITriMesh& mesh, std::vector<double>& uv, int iterationCount,
+                       const std::vector<int>* fixedVertexIndex) {
+    const double startTime = Profiler::GetTime();
+    IsometricSystem system;
+    int status = system.Prepare(mesh, fixedVertexIndex);
+    ApiProgress::Get().SetProgress(0.25);
+    if (status == STATUS_SUCCESS) status = system.Run(uv, iterationCount);
+    if (status != STATUS_SUCCESS) return status;
+    _LogDetail(kName, " time: ", Profiler::GetTime() - startTime);
     return STATUS_SUCCESS;
 }
 

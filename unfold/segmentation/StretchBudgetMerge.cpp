@@ -13,19 +13,31 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <future>
 #include <memory>
+#include <new>
 #include <queue>
+#include <system_error>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
 namespace ORVO {
 namespace {
 
+// Joins a thread when the scope ends, also when it ends by an exception.
+struct JoinOnExit {
+    std::thread& thread;
+    ~JoinOnExit() {
+        if (thread.joinable()) thread.join();
+    }
+};
+
 // The chart of one region: its faces in the given order, a vertex per fan of
 // region faces around each mesh vertex (as the cut along the region borders
 // will leave it).
-void BuildRegionChart(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const std::vector<int>& labels,
-                      int label, const std::vector<int>& faces, TriMesh& chart, std::vector<int>& meshVertex) {
+void BuildRegionChart(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const std::vector<int>& faces,
+                      TriMesh& chart, std::vector<int>& meshVertex) {
     const int n = static_cast<int>(faces.size());
     std::unordered_map<int, int> local;
     local.reserve(faces.size() * 2);
@@ -44,8 +56,10 @@ void BuildRegionChart(const MeshAdjacency& adj, const std::vector<Vector3>& coor
         const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
         for (int k = 0; k < 3; ++k) {
             const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + k];
-            if (g < 0 || g < f || labels[g] != label) continue;
-            const int j = local[g];
+            if (g < 0 || g < f) continue;
+            const auto found = local.find(g);
+            if (found == local.end()) continue;
+            const int j = found->second;
             const int* s = &adj.triangles[3 * static_cast<size_t>(g)];
             for (int c = 0; c < 3; ++c) {
                 if (s[c] == t[k]) parent[find(3 * j + c)] = find(3 * i + k);
@@ -147,6 +161,10 @@ constexpr size_t kMaxChartFaces = 150000;
 // that the charts do not depend on the thread count.
 constexpr int kBatchSize = 4;
 
+// Unions from this many faces on may flatten on two threads: below it,
+// starting a thread costs more than it saves.
+constexpr size_t kHelperFaces = 4000;
+
 struct SharedBorder {
     double length = 0.0;
     double crease = 0.0;
@@ -155,12 +173,11 @@ struct SharedBorder {
 }  // namespace
 
 RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
-                            const std::vector<int>& labels, int label, const std::vector<int>& faces,
-                            double maxFaceStretch) {
+                            const std::vector<int>& faces, double maxFaceStretch, bool spareThread) {
     RegionLayout result;
     TriMesh region;
     std::vector<int> meshVertex;
-    BuildRegionChart(adj, coords, labels, label, faces, region, meshVertex);
+    BuildRegionChart(adj, coords, faces, region, meshVertex);
     // A region around a hole (of the mesh, or a chart it surrounds) is cut
     // open from hole to hole first; one with a handle or without boundary
     // cannot be flattened.
@@ -186,15 +203,53 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
                !_HasSqueezedTriangle(chart, layout, maxFaceStretch) &&
                (_WindsOnce(chart, layout, holes) || !_OverlapTest(chart, layout, nullptr));
     };
-    std::vector<double> uv;
-    bool accept = false;
-    if (!_FlattenChart(chart, holes, holesFound, true, uv, accept)) return result;
+    std::vector<double> uv, circle;
+    IsometricSystem system;
+    bool circleStarted = false;
+    // The isometric system and the circle start do not wait for the conformal
+    // start: with a thread to spare they are made beside it.
+    std::promise<void> preparedSignal;
+    std::future<void> prepared = preparedSignal.get_future();
+    std::thread aside;
+    JoinOnExit join{aside};
+    if (spareThread) {
+        try {
+            aside = std::thread([&] {
+                try {
+                    system.Prepare(chart, nullptr);
+                } catch (const std::bad_alloc&) {
+                    // Left unprepared: prepared again where it is used.
+                }
+                preparedSignal.set_value();
+                try {
+                    circleStarted = holesFound && _CircleStart(chart, holes, circle);
+                } catch (const std::bad_alloc&) {
+                    circleStarted = false;
+                }
+            });
+        } catch (const std::system_error&) {
+            // No thread to spare after all: everything runs here.
+        }
+    }
+    const bool besides = aside.joinable();
+    if (!_ConformalStart(chart, holes, holesFound, uv)) return result;
+    if (besides) prepared.wait();
+    _SettleLayout(chart, uv, kChartIsometricIterations, &system);
     result.valid = valid(uv);
     // A conformal start that folds is often set right by one that cannot.
-    std::vector<double> circle;
-    if (!result.valid && holesFound && _FlattenChartFromCircle(chart, holes, circle) && valid(circle)) {
-        uv.swap(circle);
-        result.valid = true;
+    if (!result.valid && holesFound) {
+        if (besides) {
+            aside.join();
+        } else {
+            circleStarted = _CircleStart(chart, holes, circle);
+        }
+        if (circleStarted) {
+            _SettleLayout(chart, circle, kChartIsometricIterations, &system);
+            if (valid(circle)) {
+                uv.swap(circle);
+                result.valid = true;
+            }
+        }
     }
     result.stretchSum = StretchSum(chart, uv);
     result.cornerUv.resize(6 * faces.size());
@@ -215,23 +270,22 @@ struct Trial {
     Candidate candidate;
     std::vector<int> faces;
     RegionLayout layout;
+    bool spareThread = false;  // may start a thread of its own (see _FlattenRegion)
 };
 
 class TrialTask : public TaskBase {
 public:
-    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const std::vector<int>& labels,
-              double maxFaceStretch, Trial& trial)
-        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mLabels(labels), mMaxFaceStretch(maxFaceStretch),
+    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, double maxFaceStretch, Trial& trial)
+        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mMaxFaceStretch(maxFaceStretch),
           mTrial(trial) {}
     int Run() override {
-        mTrial.layout = _FlattenRegion(mAdj, mCoords, mLabels, mTrial.candidate.a, mTrial.faces, mMaxFaceStretch);
+        mTrial.layout = _FlattenRegion(mAdj, mCoords, mTrial.faces, mMaxFaceStretch, mTrial.spareThread);
         return STATUS_SUCCESS;
     }
 
 private:
     const MeshAdjacency& mAdj;
     const std::vector<Vector3>& mCoords;
-    const std::vector<int>& mLabels;
     double mMaxFaceStretch;
     Trial& mTrial;
 };
@@ -270,7 +324,8 @@ public:
         threads = std::max(1, std::min(threads, kBatchSize));
         if (threads > 1) {
             mPool = std::make_unique<ThreadPool>();
-            if (mPool->Init(threads) < 2) mPool.reset();
+            mThreads = mPool->Init(threads);
+            if (mThreads < 2) mPool.reset();
         }
     }
 
@@ -310,16 +365,22 @@ public:
                     deferred.push_back(c);
                     continue;
                 }
-                Trial trial;
-                trial.candidate = c;
-                Join(c, trial.faces);
-                mBusy[c.a] = mBusy[c.b] = 1;
-                batch.push_back(std::move(trial));
+                batch.push_back(StartTrial(c));
+            }
+            // When every pair left shares a region with the one being tried
+            // (the last, largest unions), the next of them is tried beside it.
+            // Most such unions are refused, and then its result stands; if
+            // the first is taken, it is stale and dropped, as it would have
+            // been had it waited.
+            if (batch.size() == 1 && !deferred.empty()) {
+                batch.push_back(StartTrial(deferred.front()));
+                deferred.erase(deferred.begin());
             }
             Flatten(batch);
             for (Trial& trial : batch) {
                 const Candidate& c = trial.candidate;
                 mBusy[c.a] = mBusy[c.b] = 0;
+                if (!Current(c)) continue;
                 Region& ra = mRegions[c.a];
                 Region& rb = mRegions[c.b];
                 const double stretch =
@@ -394,13 +455,17 @@ private:
         return true;
     }
 
-    // Gives b's faces a's label (they are given back if the union is refused).
-    void Join(const Candidate& c, std::vector<int>& faces) {
+    // The union of a pair, ready to be flattened; its regions are busy
+    // until the batch is done.
+    Trial StartTrial(const Candidate& c) {
         const Region& ra = mRegions[c.a];
         const Region& rb = mRegions[c.b];
-        faces = ra.faces;
-        faces.insert(faces.end(), rb.faces.begin(), rb.faces.end());
-        for (int f : rb.faces) mLabels[f] = c.a;
+        Trial trial;
+        trial.candidate = c;
+        trial.faces = ra.faces;
+        trial.faces.insert(trial.faces.end(), rb.faces.begin(), rb.faces.end());
+        mBusy[c.a] = mBusy[c.b] = 1;
+        return trial;
     }
 
     // A union that folds may fold because one side does on its own: a seed
@@ -413,6 +478,8 @@ private:
         // has coordinates; the assumed one is valid and has none.
         const bool flattened = !region.layout.valid || !region.layout.cornerUv.empty();
         if (flattened || !region.alive) return;
+        for (const Trial& queued : alone)
+            if (queued.candidate.a == r) return;
         Trial trial;
         trial.candidate = {0.0, r, r, region.version, region.version};
         trial.faces = region.faces;
@@ -424,6 +491,8 @@ private:
         Flatten(alone);
         for (Trial& trial : alone) {
             Region& r = mRegions[trial.candidate.a];
+            // Merged since it was queued (by a union tried beside the refused one).
+            if (!r.alive || r.version != trial.candidate.versionA) continue;
             if (trial.layout.valid) {
                 // Its real stretch replaces the assumed one; the layout is handed
                 // on if it stays as it is.
@@ -437,19 +506,23 @@ private:
     }
 
     void Refuse(int a, int b) {
-        for (int f : mRegions[b].faces) mLabels[f] = b;
         mRegions[a].refused.push_back(b);
         mRegions[b].refused.push_back(a);
     }
 
     void Flatten(std::vector<Trial>& trials) {
+        // Large unions take a second thread where the batch leaves one idle.
+        // In a full batch the threads are busy already, and the circle start
+        // made beside a union that needs none would only slow the others.
+        for (Trial& t : trials)
+            t.spareThread = mPool && t.faces.size() >= kHelperFaces && static_cast<int>(trials.size()) < mThreads;
         if (!mPool || trials.size() < 2) {
             for (Trial& t : trials)
-                t.layout = _FlattenRegion(mAdj, mCoords, mLabels, t.candidate.a, t.faces, mBudget.maxFaceStretch);
+                t.layout = _FlattenRegion(mAdj, mCoords, t.faces, mBudget.maxFaceStretch, t.spareThread);
             return;
         }
         for (Trial& t : trials) {
-            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mLabels, mBudget.maxFaceStretch, t);
+            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mBudget.maxFaceStretch, t);
             if (mPool->InsertTask(task.get()) == STATUS_SUCCESS) {
                 task.release();
             } else {
@@ -464,6 +537,7 @@ private:
         Region& rb = mRegions[b];
         mTotalStretch += trial.layout.stretchSum - ra.layout.stretchSum - rb.layout.stretchSum;
         const SharedBorder joint = mBorders[PairKey(a, b)];
+        for (int f : rb.faces) mLabels[f] = a;
         ra.faces.swap(trial.faces);
         ra.layout = trial.layout;
         ra.shape.area += rb.shape.area;
@@ -510,6 +584,7 @@ private:
     std::vector<char> mBusy;  // in the batch being flattened
     std::priority_queue<Candidate, std::vector<Candidate>, std::greater<Candidate>> mQueue;
     std::unique_ptr<ThreadPool> mPool;
+    int mThreads = 1;
     double mTotalArea = 0.0, mTotalStretch = 0.0, mAllowed = 0.0, mMeanArea = 1.0;
 };
 
