@@ -272,7 +272,8 @@ bool _OverlapTest(const TriMesh& chart, const std::vector<double>& uv, std::vect
     return IsTriMesh2DOverlapped(points, triangles, false, overlapFaces, nullptr);
 }
 
-bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv) {
+bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                  const MeshAdjacency* chartAdj) {
     if (holes.size() != 1 || holes[0].size() < 3) return false;
     const std::vector<int>& loop = holes[0];
     const int vertexCount = chart.GetVertexCount();
@@ -300,8 +301,9 @@ bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& hol
         if (index[v] == -1) index[v] = unknowns++;
     if (unknowns > 0) {
         // Every inner vertex at the mean of its neighbours (each edge once).
-        MeshAdjacency adj;
-        adj.Build(&chart);
+        MeshAdjacency built;
+        if (!chartAdj) built.Build(&chart);
+        const MeshAdjacency& adj = chartAdj ? *chartAdj : built;
         SparseMatrix system(unknowns, unknowns);
         std::vector<double> bu(unknowns, 0.0), bv(unknowns, 0.0);
         for (int f = 0; f < adj.faceCount; ++f) {

@@ -4,6 +4,7 @@
 
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/IsometricSystem.h"
 
 #include <vector>
@@ -22,8 +23,9 @@ bool _ConformalStart(const TriMesh& chart, const std::vector<std::vector<int>>& 
 // folds: the loop on a circle, spaced by edge length, every inner vertex at
 // the mean of its neighbours (such a layout never folds). Returns false when
 // the chart has not one simple loop or the system cannot be solved (uv then
-// unspecified).
-bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv);
+// unspecified). `adj`, when given, is the chart's adjacency.
+bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                  const MeshAdjacency* adj = nullptr);
 
 // Finishes a start: the isometric optimisation, then the layout scaled to the
 // chart's 3-D area and flat faces given a small area. With `system` the

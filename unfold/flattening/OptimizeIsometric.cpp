@@ -2,13 +2,13 @@
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/HalfMesh.h>
 #include <QarnUVAtlas/SparseMatrix.h>
-#include <QarnUVAtlas/SparseSolver.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
 
 #include "dump/DumpSupport.h"
 #include "foundation/Activation.h"
 #include "foundation/ApiProgress.h"
 #include "foundation/LogLine.h"
+#include "numerics/CholeskyPair.h"
 #include "numerics/Rotation2x2.h"
 #include "numerics/SparseMatrixImpl.h"
 #include "unfold/AtlasStatistics.h"
@@ -80,7 +80,7 @@ struct IsometricSystem::Data {
     // every right-hand side.
     std::vector<int> walkStart;
     std::vector<WalkStep> walk;
-    std::unique_ptr<LinearSparseLLTSolver> solver;
+    CholeskyPair solver;  // one pass over the factor solves for u and v
 };
 
 IsometricSystem::IsometricSystem() = default;
@@ -218,8 +218,7 @@ int IsometricSystem::Prepare(const ITriMesh& mesh, const std::vector<int>* fixed
             _LogFailure(kName, "::Sparse Matrix Build Failed");
             return STATUS_FAILED;
         }
-        data->solver = std::make_unique<LinearSparseLLTSolver>();
-        if (data->solver->Factorize(laplacian) != STATUS_SUCCESS) {
+        if (data->solver.Factorize(laplacian) != STATUS_SUCCESS) {
             _LogFailure(kName, "::Sparse Matrix Factorize Failed");
             return STATUS_FAILED;
         }
@@ -232,7 +231,7 @@ int IsometricSystem::Prepare(const ITriMesh& mesh, const std::vector<int>* fixed
 int IsometricSystem::Run(std::vector<double>& uv, int iterationCount) {
     if (!mData) return STATUS_NOT_INITIALISED;
     const double startTime = Profiler::GetTime();
-    const Data& d = *mData;
+    Data& d = *mData;
     ApiProgress& progress = ApiProgress::Get();
     const int faceCount = d.faceCount;
     const int freeCount = static_cast<int>(d.freeVertex.size());
@@ -286,12 +285,9 @@ int IsometricSystem::Run(std::vector<double>& uv, int iterationCount) {
             bu[r] = su;
             bv[r] = sv;
         }
-        if (d.solver->Solve(bu, &xu) != STATUS_SUCCESS) {
-            _LogFailure(kName, "::Sparse Matrix Solve U Failed");
-            return STATUS_FAILED;
-        }
-        if (d.solver->Solve(bv, &xv) != STATUS_SUCCESS) {
-            _LogFailure(kName, "::Sparse Matrix Solve V Failed");
+        if (d.solver.Solve(bu, bv, xu, xv) != STATUS_SUCCESS) {
+            const bool uFinite = std::all_of(xu.begin(), xu.end(), [](double x) { return std::isfinite(x); });
+            _LogFailure(kName, uFinite ? "::Sparse Matrix Solve V Failed" : "::Sparse Matrix Solve U Failed");
             return STATUS_FAILED;
         }
         for (int r = 0; r < freeCount; ++r) {

@@ -224,11 +224,21 @@ bool _SplitThroughVertex(const TriMesh& chart, int apex, std::vector<int>& label
 }
 
 bool _JoinBoundaryLoops(const TriMesh& chart, std::vector<std::vector<int>>& paths) {
-    paths.clear();
-    std::vector<std::vector<int>> loops;
-    if (FillMeshHole::FindHoles(&chart, &loops) != STATUS_SUCCESS || loops.empty()) return false;
     MeshAdjacency adj;
     adj.Build(&chart);
+    std::vector<std::vector<int>> loops;
+    return _JoinBoundaryLoops(chart, adj, loops, paths);
+}
+
+bool _JoinBoundaryLoops(const TriMesh& chart, const MeshAdjacency& adj, std::vector<std::vector<int>>& loops,
+                        std::vector<std::vector<int>>& paths) {
+    paths.clear();
+    loops.clear();
+    if (FillMeshHole::FindHoles(&chart, &loops) != STATUS_SUCCESS) {
+        loops.clear();
+        return false;
+    }
+    if (loops.empty()) return false;
     int boundaryEdges = 0;
     for (int n : adj.faceNeighbours) boundaryEdges += n < 0 ? 1 : 0;
     int usedVertices = 0;
@@ -263,6 +273,11 @@ bool _JoinBoundaryLoops(const TriMesh& chart, std::vector<std::vector<int>>& pat
 void _SlitChart(const TriMesh& chart, const std::vector<std::vector<int>>& paths, TriMesh& slit) {
     MeshAdjacency adj;
     adj.Build(&chart);
+    _SlitChart(chart, adj, paths, slit);
+}
+
+void _SlitChart(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<std::vector<int>>& paths,
+                TriMesh& slit) {
     std::set<std::pair<int, int>> cut;
     for (const std::vector<int>& path : paths)
         for (size_t i = 1; i < path.size(); ++i)

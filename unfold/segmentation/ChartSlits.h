@@ -7,6 +7,8 @@
 
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "unfold/MeshAdjacency.h"
+
 #include <vector>
 
 namespace ORVO {
@@ -37,9 +39,16 @@ bool _SplitThroughVertex(const TriMesh& chart, int apex, std::vector<int>& label
 // on the cheapest edges as chart borders are. False when the chart has no
 // boundary or a handle, which no such cut opens.
 bool _JoinBoundaryLoops(const TriMesh& chart, std::vector<std::vector<int>>& paths);
+// The same with the chart's adjacency in hand; also writes the boundary loops
+// found (as FillMeshHole::FindHoles gives them; empty when it fails).
+bool _JoinBoundaryLoops(const TriMesh& chart, const MeshAdjacency& adj, std::vector<std::vector<int>>& loops,
+                        std::vector<std::vector<int>>& paths);
 
 // A copy of `chart` cut open along `paths`: the vertices on them are split
 // where the cuts separate their faces. Faces keep their order and corner order.
 void _SlitChart(const TriMesh& chart, const std::vector<std::vector<int>>& paths, TriMesh& slit);
+// The same with the chart's adjacency in hand.
+void _SlitChart(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<std::vector<int>>& paths,
+                TriMesh& slit);
 
 }  // namespace ORVO

@@ -104,9 +104,7 @@ double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
 
 // The total Gaussian curvature inside a chart: the angle defects of its
 // inner vertices (a full sphere has 4 pi).
-double InnerCurvature(const TriMesh& chart) {
-    MeshAdjacency adj;
-    adj.Build(&chart);
+double InnerCurvature(const TriMesh& chart, const MeshAdjacency& adj) {
     std::vector<double> turn(adj.vertexCount, 0.0);
     std::vector<char> boundary(adj.vertexCount, 0);
     for (int f = 0; f < adj.faceCount; ++f) {
@@ -178,26 +176,33 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
     TriMesh region;
     std::vector<int> meshVertex;
     BuildRegionChart(adj, coords, faces, region, meshVertex);
+    MeshAdjacency regionAdj;
+    regionAdj.Build(&region);
     // A region around a hole (of the mesh, or a chart it surrounds) is cut
     // open from hole to hole first; one with a handle or without boundary
     // cannot be flattened.
-    std::vector<std::vector<int>> cuts;
-    if (!_JoinBoundaryLoops(region, cuts)) return result;
+    std::vector<std::vector<int>> loops, cuts;
+    if (!_JoinBoundaryLoops(region, regionAdj, loops, cuts)) return result;
     TriMesh slit;
+    MeshAdjacency slitAdj;
     if (!cuts.empty()) {
-        _SlitChart(region, cuts, slit);
+        _SlitChart(region, regionAdj, cuts, slit);
+        slitAdj.Build(&slit);
         for (std::vector<int>& cut : cuts) {
             for (int& v : cut) v = meshVertex[v];
             result.slits.push_back(std::move(cut));
         }
     }
     const TriMesh& chart = cuts.empty() ? region : slit;
+    const MeshAdjacency& chartAdj = cuts.empty() ? regionAdj : slitAdj;
     // Most of a closed surface, however it is cut, cannot lie flat without
     // crushing faces: not worth a flattening.
-    if (InnerCurvature(chart) > kMostCurvature) return result;
+    if (InnerCurvature(chart, chartAdj) > kMostCurvature) return result;
     result.area = _ChartSurfaceArea(chart);
+    // An uncut region's loops are the chart's.
     std::vector<std::vector<int>> holes;
-    const bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    const bool holesFound = cuts.empty() || FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    if (cuts.empty()) holes.swap(loops);
     auto valid = [&](const std::vector<double>& layout) {
         return !_HasFlippedTriangle(chart, layout) && !_BoundaryCrossesItself(holes, layout) &&
                !_HasSqueezedTriangle(chart, layout, maxFaceStretch) &&
@@ -222,7 +227,7 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
                 }
                 preparedSignal.set_value();
                 try {
-                    circleStarted = holesFound && _CircleStart(chart, holes, circle);
+                    circleStarted = holesFound && _CircleStart(chart, holes, circle, &chartAdj);
                 } catch (const std::bad_alloc&) {
                     circleStarted = false;
                 }
@@ -241,7 +246,7 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
         if (besides) {
             aside.join();
         } else {
-            circleStarted = _CircleStart(chart, holes, circle);
+            circleStarted = _CircleStart(chart, holes, circle, &chartAdj);
         }
         if (circleStarted) {
             _SettleLayout(chart, circle, kChartIsometricIterations, &system);
