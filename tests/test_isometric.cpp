@@ -1,4 +1,5 @@
 #include <QarnUVAtlas/DenseMatrix.h>
+#include <QarnUVAtlas/FillMeshHole.h>
 #include <QarnUVAtlas/Foundation.h>
 #include <QarnUVAtlas/TriMesh.h>
 #include <QarnUVAtlas/UnfoldMesh.h>
@@ -8,6 +9,8 @@
 #include "numerics/Rotation2x2.h"
 #include "unfold/AtlasStatistics.h"
 #include "unfold/flattening/IsometricFrame.h"
+#include "unfold/flattening/ChartLayout.h"
+#include "unfold/flattening/ChartStarts.h"
 #include "unfold/flattening/IsometricSystem.h"
 
 #include <gtest/gtest.h>
@@ -121,6 +124,48 @@ TEST(OptimizeIsometric, OnePreparedSystemServesSeveralStarts) {
         EXPECT_LT(WorstEdgeStretch(mesh, reused), 1e-6);
         EXPECT_EQ(FlippedCount(mesh, reused), 0);
     }
+}
+
+// Both starts of a chart come out the same whether the system and the circle
+// start are made on a thread beside the conformal start or after it, and in
+// either order of asking.
+TEST(OptimizeIsometric, ChartStartsMadeBesideMatchThoseMadeInTurn) {
+    const TriMesh patch = MakeSpherePatch(30, 1.1, 61u);
+    std::vector<std::vector<int>> holes;
+    ASSERT_EQ(ORVO::FillMeshHole::FindHoles(&patch, &holes), 0);
+    ASSERT_EQ(holes.size(), 1u);
+    std::vector<double> conformal[2], circle[2];
+    for (int beside = 0; beside < 2; ++beside) {
+        ORVO::ChartStarts starts(patch, holes, true, nullptr, true, beside == 1);
+        int status = -1;
+        ASSERT_TRUE(starts.Conformal(conformal[beside], status));
+        EXPECT_EQ(status, 0);
+        ASSERT_TRUE(starts.Circle(circle[beside]));
+        EXPECT_FALSE(starts.Circle(circle[beside])) << "the circle start is handed over once";
+    }
+    EXPECT_EQ(conformal[1], conformal[0]);
+    EXPECT_EQ(circle[1], circle[0]);
+    // The same layouts as the one-call flattenings give.
+    std::vector<double> uv;
+    bool accept = false;
+    ASSERT_TRUE(ORVO::_FlattenChart(patch, holes, true, true, uv, accept));
+    EXPECT_EQ(uv, conformal[0]);
+    ASSERT_TRUE(ORVO::_FlattenChartFromCircle(patch, holes, uv));
+    EXPECT_EQ(uv, circle[0]);
+    EXPECT_EQ(FlippedCount(patch, circle[0]), 0);
+    // Asked for the circle first, or not at all: the thread beside is still
+    // waited for, and a chart without one loop has no circle start.
+    {
+        ORVO::ChartStarts starts(patch, holes, true, nullptr, true, true);
+        std::vector<double> first;
+        ASSERT_TRUE(starts.Circle(first));
+        EXPECT_EQ(first, circle[0]);
+    }
+    { ORVO::ChartStarts unused(patch, holes, true, nullptr, true, true); }
+    const std::vector<std::vector<int>> none;
+    ORVO::ChartStarts closed(patch, none, true, nullptr, true, true);
+    std::vector<double> nothing;
+    EXPECT_FALSE(closed.Circle(nothing));
 }
 
 // ---- pins and fixed points -------------------------------------------------------

@@ -86,6 +86,8 @@ struct RegionWork {
     Mutex* mutex = nullptr;               // guards charts, placement, progress and firstError
     double progressDone = 0.0;
     int firstError = 0;
+    int threadCount = 1;                  // threads of the region pool
+    std::atomic<int> openTasks{0};        // regions handed to the pool and not yet done
 };
 
 // Flattens one region (component face ids) at split depth `depth`: either

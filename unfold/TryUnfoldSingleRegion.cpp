@@ -10,6 +10,7 @@
 #include "unfold/AtlasStatistics.h"
 #include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
+#include "unfold/flattening/ChartStarts.h"
 #include "unfold/segmentation/ChartCarving.h"
 #include "unfold/segmentation/ChartSlits.h"
 
@@ -232,15 +233,35 @@ void ReturnGroups(const TriMesh& chart, const std::vector<int>& labels, const st
 }
 
 // Flattens the chart and runs the checks its settings ask for; `accept` is
-// set when the layout may be used. Returns false when there is no layout.
-bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv, bool& accept,
-                     IsometricSystem& system) {
+// set when the layout may be used. With `withCircle`, a conformal layout that
+// fails the checks of a strict shaped atlas is followed by the circle start.
+// Returns false when there is no layout.
+bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, bool withCircle, bool spareThread,
+                     std::vector<double>& uv, bool& accept) {
     std::vector<std::vector<int>> holes;
-    bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
-    bool flattened =
-        _FlattenChart(chart, holes, holesFound, settings.strict, uv, accept, kChartIsometricIterations, &system);
-    if (flattened && !accept) accept = CheckLayout(chart, settings, holes, uv);
-    return flattened;
+    const bool holesFound = FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
+    withCircle = withCircle && settings.shapedCharts && settings.strict;
+    ChartStarts starts(chart, holes, holesFound, nullptr, withCircle, spareThread);
+    int isometricStatus = STATUS_SUCCESS;
+    if (!starts.Conformal(uv, isometricStatus)) return false;
+    // In strict mode a failed isometric step keeps its last layout, which is
+    // then checked like any other.
+    if (isometricStatus != STATUS_SUCCESS && !settings.strict) accept = true;
+    if (!accept) accept = CheckLayout(chart, settings, holes, uv);
+    // A conformal start that folds is often set right by one that cannot.
+    std::vector<double> circle;
+    if (!accept && starts.Circle(circle) && CheckLayout(chart, settings, holes, circle)) {
+        uv.swap(circle);
+        accept = true;
+    }
+    return true;
+}
+
+// Whether a thread of the region pool would otherwise wait: fewer regions are
+// open than there are threads (the last, largest ones, late in the stage).
+bool SpareThread(const RegionWork& work, const TriMesh& chart) {
+    return work.threadCount > 1 && static_cast<size_t>(chart.GetTriangleCount()) >= kSpareThreadFaces &&
+           work.openTasks.load(std::memory_order_relaxed) < work.threadCount;
 }
 
 // The chart's layout from the per-corner layout the segmentation handed on,
@@ -271,7 +292,8 @@ bool GivenLayout(const TriMesh& chart, const std::vector<int>& region, const std
 // Cuts slits from the worst inner vertex to the boundary, one at a time, until
 // the layout passes the checks. Returns the slit chart (with `uv` its layout),
 // or null with `uv` untouched when a few slits do not do it.
-std::unique_ptr<TriMesh> SlitUntilFlat(const TriMesh& chart, const AtlasSettings& settings, std::vector<double>& uv) {
+std::unique_ptr<TriMesh> SlitUntilFlat(const RegionWork& work, const TriMesh& chart, std::vector<double>& uv) {
+    const AtlasSettings& settings = *work.settings;
     const TriMesh* current = &chart;
     const std::vector<double>* layout = &uv;
     std::unique_ptr<TriMesh> slit;
@@ -285,8 +307,7 @@ std::unique_ptr<TriMesh> SlitUntilFlat(const TriMesh& chart, const AtlasSettings
         _SlitChart(*current, {path}, *next);
         std::vector<double> nextUv;
         bool accept = false;
-        IsometricSystem system;
-        if (!FlattenAndCheck(*next, settings, nextUv, accept, system)) break;
+        if (!FlattenAndCheck(*next, settings, false, SpareThread(work, *next), nextUv, accept)) break;
         slit = std::move(next);
         slitUv.swap(nextUv);
         current = slit.get();
@@ -341,22 +362,9 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
         flattened = true;
         accept = Check(*chart, settings, uv);
     }
-    // Both starts of this chart share the isometric system.
-    IsometricSystem system;
-    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, uv, accept, system);
-    if (flattened && !accept && settings.shapedCharts && settings.strict) {
-        // A conformal start that folds is often set right by one that cannot.
-        std::vector<std::vector<int>> holes;
-        std::vector<double> circle;
-        if (FillMeshHole::FindHoles(chart.get(), &holes) == STATUS_SUCCESS &&
-            _FlattenChartFromCircle(*chart, holes, circle, kChartIsometricIterations, &system) &&
-            CheckLayout(*chart, settings, holes, circle)) {
-            uv.swap(circle);
-            accept = true;
-        }
-    }
+    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, true, SpareThread(work, *chart), uv, accept);
     if (flattened && !accept && settings.shapedCharts && settings.strict && depth < kDepthLimit) {
-        std::unique_ptr<TriMesh> slit = SlitUntilFlat(*chart, settings, uv);
+        std::unique_ptr<TriMesh> slit = SlitUntilFlat(work, *chart, uv);
         if (slit) {
             chart = std::move(slit);
             accept = true;

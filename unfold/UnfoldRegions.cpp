@@ -25,6 +25,7 @@ public:
 
     int Run() override {
         int status = Unfold();
+        mWork.openTasks.fetch_sub(1, std::memory_order_relaxed);
         ScopedLock lock(*mWork.mutex);
         if (status != STATUS_SUCCESS && mWork.firstError == STATUS_SUCCESS) mWork.firstError = status;
         // Progress moves only as whole regions finish: the stages inside a
@@ -130,6 +131,7 @@ int UnfoldSingleConnectedRegions(TriMesh* mesh, int chartBudget, int componentId
     work.scratch = &scratch;
     work.cornerUv = &cornerUv;
     work.mutex = &mutex;
+    work.threadCount = pool ? threadCount : 1;
 
     progress.Suspend();
     // Largest regions first, so that the pool does not end on a long tail.
@@ -143,6 +145,7 @@ int UnfoldSingleConnectedRegions(TriMesh* mesh, int chartBudget, int componentId
             task.Run();
             continue;
         }
+        work.openTasks.fetch_add(1, std::memory_order_relaxed);
         if (pool->InsertTask(new UnfoldRegionTask(work, std::move(regions[i]))) != STATUS_SUCCESS) {
             _LogFailure("AlignPointCloud: ThreadPool InsertTask Failed ");
             break;

@@ -6,6 +6,7 @@
 
 #include "unfold/AtlasContext.h"
 #include "unfold/flattening/ChartLayout.h"
+#include "unfold/flattening/ChartStarts.h"
 #include "unfold/segmentation/ChartSlits.h"
 
 #include <QarnUVAtlas/Threads.h>
@@ -13,25 +14,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <future>
 #include <memory>
-#include <new>
 #include <queue>
-#include <system_error>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 
 namespace ORVO {
 namespace {
-
-// Joins a thread when the scope ends, also when it ends by an exception.
-struct JoinOnExit {
-    std::thread& thread;
-    ~JoinOnExit() {
-        if (thread.joinable()) thread.join();
-    }
-};
 
 // The chart of one region: its faces in the given order, a vertex per fan of
 // region faces around each mesh vertex (as the cut along the region borders
@@ -159,10 +148,6 @@ constexpr size_t kMaxChartFaces = 150000;
 // that the charts do not depend on the thread count.
 constexpr int kBatchSize = 4;
 
-// Unions from this many faces on may flatten on two threads: below it,
-// starting a thread costs more than it saves.
-constexpr size_t kHelperFaces = 4000;
-
 struct SharedBorder {
     double length = 0.0;
     double crease = 0.0;
@@ -208,53 +193,16 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
                !_HasSqueezedTriangle(chart, layout, maxFaceStretch) &&
                (_WindsOnce(chart, layout, holes) || !_OverlapTest(chart, layout, nullptr));
     };
-    std::vector<double> uv, circle;
-    IsometricSystem system;
-    bool circleStarted = false;
-    // The isometric system and the circle start do not wait for the conformal
-    // start: with a thread to spare they are made beside it.
-    std::promise<void> preparedSignal;
-    std::future<void> prepared = preparedSignal.get_future();
-    std::thread aside;
-    JoinOnExit join{aside};
-    if (spareThread) {
-        try {
-            aside = std::thread([&] {
-                try {
-                    system.Prepare(chart, nullptr);
-                } catch (const std::bad_alloc&) {
-                    // Left unprepared: prepared again where it is used.
-                }
-                preparedSignal.set_value();
-                try {
-                    circleStarted = holesFound && _CircleStart(chart, holes, circle, &chartAdj);
-                } catch (const std::bad_alloc&) {
-                    circleStarted = false;
-                }
-            });
-        } catch (const std::system_error&) {
-            // No thread to spare after all: everything runs here.
-        }
-    }
-    const bool besides = aside.joinable();
-    if (!_ConformalStart(chart, holes, holesFound, uv)) return result;
-    if (besides) prepared.wait();
-    _SettleLayout(chart, uv, kChartIsometricIterations, &system);
+    ChartStarts starts(chart, holes, holesFound, &chartAdj, true, spareThread);
+    std::vector<double> uv;
+    int isometricStatus = STATUS_SUCCESS;
+    if (!starts.Conformal(uv, isometricStatus)) return result;
     result.valid = valid(uv);
     // A conformal start that folds is often set right by one that cannot.
-    if (!result.valid && holesFound) {
-        if (besides) {
-            aside.join();
-        } else {
-            circleStarted = _CircleStart(chart, holes, circle, &chartAdj);
-        }
-        if (circleStarted) {
-            _SettleLayout(chart, circle, kChartIsometricIterations, &system);
-            if (valid(circle)) {
-                uv.swap(circle);
-                result.valid = true;
-            }
-        }
+    std::vector<double> circle;
+    if (!result.valid && starts.Circle(circle) && valid(circle)) {
+        uv.swap(circle);
+        result.valid = true;
     }
     result.stretchSum = StretchSum(chart, uv);
     result.cornerUv.resize(6 * faces.size());
@@ -520,7 +468,7 @@ private:
         // In a full batch the threads are busy already, and the circle start
         // made beside a union that needs none would only slow the others.
         for (Trial& t : trials)
-            t.spareThread = mPool && t.faces.size() >= kHelperFaces && static_cast<int>(trials.size()) < mThreads;
+            t.spareThread = mPool && t.faces.size() >= kSpareThreadFaces && static_cast<int>(trials.size()) < mThreads;
         if (!mPool || trials.size() < 2) {
             for (Trial& t : trials)
                 t.layout = _FlattenRegion(mAdj, mCoords, t.faces, mBudget.maxFaceStretch, t.spareThread);

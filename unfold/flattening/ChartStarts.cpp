@@ -1,0 +1,65 @@
+#include "unfold/flattening/ChartStarts.h"
+
+#include <QarnUVAtlas/Foundation.h>
+
+#include "unfold/flattening/ChartLayout.h"
+
+#include <new>
+#include <system_error>
+#include <utility>
+
+namespace ORVO {
+
+ChartStarts::ChartStarts(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound,
+                         const MeshAdjacency* adj, bool withCircle, bool spareThread)
+    : mChart(chart), mHoles(holes), mHolesFound(holesFound), mAdj(adj), mWithCircle(withCircle),
+      mPrepared(mPreparedSignal.get_future()) {
+    if (!spareThread) return;
+    try {
+        mAside = std::thread([this] {
+            try {
+                mSystem.Prepare(mChart, nullptr);
+            } catch (const std::bad_alloc&) {
+                // Left unprepared: prepared again where it is used.
+            }
+            mPreparedSignal.set_value();
+            try {
+                mCircleStarted = mWithCircle && mHolesFound && _CircleStart(mChart, mHoles, mCircle, mAdj);
+            } catch (const std::bad_alloc&) {
+                mCircleStarted = false;
+            }
+        });
+        mBeside = true;
+    } catch (const std::system_error&) {
+        // No thread to spare after all: everything runs on the caller's.
+    }
+}
+
+ChartStarts::~ChartStarts() { Join(); }
+
+void ChartStarts::Join() {
+    if (mAside.joinable()) mAside.join();
+}
+
+bool ChartStarts::Conformal(std::vector<double>& uv, int& isometricStatus) {
+    if (!_ConformalStart(mChart, mHoles, mHolesFound, uv)) return false;
+    if (mBeside) mPrepared.wait();
+    isometricStatus = _SettleLayout(mChart, uv, kChartIsometricIterations, &mSystem);
+    return true;
+}
+
+bool ChartStarts::Circle(std::vector<double>& uv) {
+    if (!mWithCircle || mCircleAsked) return false;
+    mCircleAsked = true;
+    if (mBeside) {
+        Join();
+    } else {
+        mCircleStarted = mHolesFound && _CircleStart(mChart, mHoles, mCircle, mAdj);
+    }
+    if (!mCircleStarted) return false;
+    uv = std::move(mCircle);
+    _SettleLayout(mChart, uv, kChartIsometricIterations, &mSystem);
+    return true;
+}
+
+}  // namespace ORVO
