@@ -86,8 +86,8 @@ struct RegionWork {
     Mutex* mutex = nullptr;               // guards charts, placement, progress and firstError
     double progressDone = 0.0;
     int firstError = 0;
-    int threadCount = 1;                  // threads of the region pool
-    std::atomic<int> openTasks{0};        // regions handed to the pool and not yet done
+    ThreadPool* pool = nullptr;           // the region pool; null when one thread does it all
+    int threadCount = 1;                  // threads of the pool
 };
 
 // Flattens one region (component face ids) at split depth `depth`: either

@@ -260,8 +260,8 @@ bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, bool w
 // Whether a thread of the region pool would otherwise wait: fewer regions are
 // open than there are threads (the last, largest ones, late in the stage).
 bool SpareThread(const RegionWork& work, const TriMesh& chart) {
-    return work.threadCount > 1 && static_cast<size_t>(chart.GetTriangleCount()) >= kSpareThreadFaces &&
-           work.openTasks.load(std::memory_order_relaxed) < work.threadCount;
+    return work.pool && static_cast<size_t>(chart.GetTriangleCount()) >= kSpareThreadFaces &&
+           work.pool->GetPendingCount() < work.threadCount;
 }
 
 // The chart's layout from the per-corner layout the segmentation handed on,

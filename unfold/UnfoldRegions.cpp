@@ -25,7 +25,6 @@ public:
 
     int Run() override {
         int status = Unfold();
-        mWork.openTasks.fetch_sub(1, std::memory_order_relaxed);
         ScopedLock lock(*mWork.mutex);
         if (status != STATUS_SUCCESS && mWork.firstError == STATUS_SUCCESS) mWork.firstError = status;
         // Progress moves only as whole regions finish: the stages inside a
@@ -131,6 +130,7 @@ int UnfoldSingleConnectedRegions(TriMesh* mesh, int chartBudget, int componentId
     work.scratch = &scratch;
     work.cornerUv = &cornerUv;
     work.mutex = &mutex;
+    work.pool = pool.get();
     work.threadCount = pool ? threadCount : 1;
 
     progress.Suspend();
@@ -145,7 +145,6 @@ int UnfoldSingleConnectedRegions(TriMesh* mesh, int chartBudget, int componentId
             task.Run();
             continue;
         }
-        work.openTasks.fetch_add(1, std::memory_order_relaxed);
         if (pool->InsertTask(new UnfoldRegionTask(work, std::move(regions[i]))) != STATUS_SUCCESS) {
             _LogFailure("AlignPointCloud: ThreadPool InsertTask Failed ");
             break;
