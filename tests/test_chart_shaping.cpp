@@ -622,16 +622,20 @@ TEST(ShapedCharts, SameAtlasWithOneThreadAndSeveral) {
 // refused: these flatten on two threads each and are tried two at a time even
 // when they share a chart. The charts must be those of one thread, and the
 // atlas valid within the budget.
-TEST(ShapedCharts, LargeUnionsOnSeveralThreadsGiveTheSameAtlas) {
-    const TriMesh sphere = testmesh::Icosphere(5);
-    const double budget = 1.09;
-    const Atlas one = Unwrap(sphere, 0, budget, 1);
-    const Atlas two = Unwrap(sphere, 0, budget, 2);
+// Under `budget`, the atlas of `mesh` is valid within the budget and the face
+// limit, and the same on one thread as on two.
+void ExpectBudgetHoldsOnOneThreadAndTwo(const TriMesh& mesh, double budget) {
+    const Atlas one = Unwrap(mesh, 0, budget, 1);
+    const Atlas two = Unwrap(mesh, 0, budget, 2);
     ExpectValid(one);
     EXPECT_LE(one.stretch.l2, budget);
     EXPECT_LE(one.stretch.linf, 3.0);
     EXPECT_EQ(one.tex, two.tex);
     EXPECT_EQ(one.ids, two.ids);
+}
+
+TEST(ShapedCharts, LargeUnionsOnSeveralThreadsGiveTheSameAtlas) {
+    ExpectBudgetHoldsOnOneThreadAndTwo(testmesh::Icosphere(5), 1.09);
 }
 
 // A region flattened with a thread to spare gets the layout it gets without
@@ -682,14 +686,7 @@ TEST(ShapedCharts, ASpikeCostsASmallChartNotAHalf) {
 // charts on one thread as on several.
 TEST(ShapedCharts, SpikedSeedsUnderABudget) {
     const SpikedSheet sheet(36, {{8, 9}, {9, 27}, {18, 18}, {27, 8}, {28, 26}}, 0.6);
-    const double budget = 1.05;
-    const Atlas one = Unwrap(sheet.mesh, 0, budget, 1);
-    const Atlas two = Unwrap(sheet.mesh, 0, budget, 2);
-    ExpectValid(one);
-    EXPECT_LE(one.stretch.l2, budget);
-    EXPECT_LE(one.stretch.linf, 3.0);
-    EXPECT_EQ(one.tex, two.tex);
-    EXPECT_EQ(one.ids, two.ids);
+    ExpectBudgetHoldsOnOneThreadAndTwo(sheet.mesh, 1.05);
 }
 
 TEST(ShapedCharts, InvalidBudgetsAreRefused) {
