@@ -88,6 +88,7 @@ struct RegionWork {
     int firstError = 0;
     ThreadPool* pool = nullptr;           // the region pool; null when one thread does it all
     int threadCount = 1;                  // threads of the pool
+    std::atomic<int> spareThreads{0};     // threads started beside a region's flattening
 };
 
 // Flattens one region (component face ids) at split depth `depth`: either

@@ -257,12 +257,34 @@ bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, bool w
     return true;
 }
 
-// Whether a thread of the region pool would otherwise wait: fewer regions are
-// open than there are threads (the last, largest ones, late in the stage).
-bool SpareThread(const RegionWork& work, const TriMesh& chart) {
-    return work.pool && static_cast<size_t>(chart.GetTriangleCount()) >= kSpareThreadFaces &&
-           work.pool->GetPendingCount() < work.threadCount;
-}
+// A thread of the region pool's count that would otherwise wait (fewer regions
+// are open than there are threads: the last, largest ones, late in the stage),
+// held while one chart is flattened. Regions and such threads together never
+// outnumber the threads the caller allowed.
+class SpareThread {
+public:
+    SpareThread(RegionWork& work, const TriMesh& chart) : mWork(work) {
+        if (!work.pool || static_cast<size_t>(chart.GetTriangleCount()) < kSpareThreadFaces) return;
+        const int open = work.pool->GetPendingCount();
+        int held = work.spareThreads.load();
+        while (open + held < work.threadCount) {
+            if (work.spareThreads.compare_exchange_weak(held, held + 1)) {
+                mHeld = true;
+                return;
+            }
+        }
+    }
+    ~SpareThread() {
+        if (mHeld) mWork.spareThreads.fetch_sub(1);
+    }
+    SpareThread(const SpareThread&) = delete;
+    SpareThread& operator=(const SpareThread&) = delete;
+    bool Held() const { return mHeld; }
+
+private:
+    RegionWork& mWork;
+    bool mHeld = false;
+};
 
 // The chart's layout from the per-corner layout the segmentation handed on,
 // when it covers every face of the region (chart triangle i is region face i).
@@ -292,7 +314,7 @@ bool GivenLayout(const TriMesh& chart, const std::vector<int>& region, const std
 // Cuts slits from the worst inner vertex to the boundary, one at a time, until
 // the layout passes the checks. Returns the slit chart (with `uv` its layout),
 // or null with `uv` untouched when a few slits do not do it.
-std::unique_ptr<TriMesh> SlitUntilFlat(const RegionWork& work, const TriMesh& chart, std::vector<double>& uv) {
+std::unique_ptr<TriMesh> SlitUntilFlat(RegionWork& work, const TriMesh& chart, std::vector<double>& uv) {
     const AtlasSettings& settings = *work.settings;
     const TriMesh* current = &chart;
     const std::vector<double>* layout = &uv;
@@ -307,7 +329,8 @@ std::unique_ptr<TriMesh> SlitUntilFlat(const RegionWork& work, const TriMesh& ch
         _SlitChart(*current, {path}, *next);
         std::vector<double> nextUv;
         bool accept = false;
-        if (!FlattenAndCheck(*next, settings, false, SpareThread(work, *next), nextUv, accept)) break;
+        const SpareThread spare(work, *next);
+        if (!FlattenAndCheck(*next, settings, false, spare.Held(), nextUv, accept)) break;
         slit = std::move(next);
         slitUv.swap(nextUv);
         current = slit.get();
@@ -362,7 +385,10 @@ int _TryUnfoldSingleRegion(RegionWork& work, const std::vector<int>& region, int
         flattened = true;
         accept = Check(*chart, settings, uv);
     }
-    if (!given || !accept) flattened = FlattenAndCheck(*chart, settings, true, SpareThread(work, *chart), uv, accept);
+    if (!given || !accept) {
+        const SpareThread spare(work, *chart);
+        flattened = FlattenAndCheck(*chart, settings, true, spare.Held(), uv, accept);
+    }
     if (flattened && !accept && settings.shapedCharts && settings.strict && depth < kDepthLimit) {
         std::unique_ptr<TriMesh> slit = SlitUntilFlat(work, *chart, uv);
         if (slit) {

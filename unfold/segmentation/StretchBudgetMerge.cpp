@@ -464,11 +464,19 @@ private:
     }
 
     void Flatten(std::vector<Trial>& trials) {
-        // Large unions take a second thread where the batch leaves one idle.
-        // In a full batch the threads are busy already, and the circle start
-        // made beside a union that needs none would only slow the others.
-        for (Trial& t : trials)
-            t.spareThread = mPool && t.faces.size() >= kSpareThreadFaces && static_cast<int>(trials.size()) < mThreads;
+        // Large unions take a second thread where the batch leaves threads
+        // idle, the largest first, one each. In a full batch the threads are
+        // busy already, and the circle start made beside a union that needs
+        // none would only slow the others.
+        std::vector<Trial*> bySize;
+        for (Trial& t : trials) bySize.push_back(&t);
+        std::stable_sort(bySize.begin(), bySize.end(),
+                         [](const Trial* a, const Trial* b) { return a->faces.size() > b->faces.size(); });
+        int spare = mPool ? mThreads - static_cast<int>(trials.size()) : 0;
+        for (Trial* t : bySize) {
+            t->spareThread = spare > 0 && t->faces.size() >= kSpareThreadFaces;
+            spare -= t->spareThread ? 1 : 0;
+        }
         if (!mPool || trials.size() < 2) {
             for (Trial& t : trials)
                 t.layout = _FlattenRegion(mAdj, mCoords, t.faces, mBudget.maxFaceStretch, t.spareThread);
