@@ -115,6 +115,8 @@ TEST(OptimizeIsometric, OnePreparedSystemServesSeveralStarts) {
     std::vector<double> unused = conformal;
     EXPECT_EQ(system.Run(unused, 7), ORVO::STATUS_NOT_INITIALISED);
     EXPECT_EQ(unused, conformal);
+    EXPECT_EQ(system.Prepare(TriMesh(), nullptr), ORVO::STATUS_INVALID_INPUT);
+    EXPECT_FALSE(system.Prepared());
     ASSERT_EQ(system.Prepare(mesh, nullptr), 0);
     for (const std::vector<double>* start : {&conformal, &squashed, &conformal}) {
         std::vector<double> reused = *start, fresh = *start;

@@ -4,7 +4,7 @@
 
 #include "unfold/flattening/ChartLayout.h"
 
-#include <new>
+#include <exception>
 #include <system_error>
 #include <utility>
 
@@ -17,15 +17,16 @@ ChartStarts::ChartStarts(const TriMesh& chart, const std::vector<std::vector<int
     if (!spareThread) return;
     try {
         mAside = std::thread([this] {
+            // Nothing may leave a thread; what fails here is done again (or
+            // fails again, and is reported) where it is used.
             try {
                 mSystem.Prepare(mChart, nullptr);
-            } catch (const std::bad_alloc&) {
-                // Left unprepared: prepared again where it is used.
+            } catch (const std::exception&) {
             }
             mPreparedSignal.set_value();
             try {
                 mCircleStarted = mWithCircle && mHolesFound && _CircleStart(mChart, mHoles, mCircle, mAdj);
-            } catch (const std::bad_alloc&) {
+            } catch (const std::exception&) {
                 mCircleStarted = false;
             }
         });

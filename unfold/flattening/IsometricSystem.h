@@ -22,8 +22,9 @@ public:
     // Builds the system of `mesh` (at least one face) with the vertices of
     // `fixedVertexIndex` pinned; nullptr pins the first vertex of face 0, and
     // ids outside the mesh pin nothing. The mesh is not kept. Returns
-    // STATUS_SUCCESS, or STATUS_FAILED when the half-edge mesh cannot be made
-    // or the Laplacian cannot be factorised (the system is then not prepared).
+    // STATUS_SUCCESS; STATUS_INVALID_INPUT for a mesh without faces;
+    // STATUS_FAILED when the half-edge mesh cannot be made or the Laplacian
+    // cannot be factorised (the system is then not prepared).
     int Prepare(const ITriMesh& mesh, const std::vector<int>* fixedVertexIndex);
     bool Prepared() const { return mData != nullptr; }
 

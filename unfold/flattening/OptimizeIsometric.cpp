@@ -89,6 +89,7 @@ IsometricSystem::~IsometricSystem() = default;
 int IsometricSystem::Prepare(const ITriMesh& mesh, const std::vector<int>* fixedVertexIndex) {
     const double startTime = Profiler::GetTime();
     mData.reset();
+    if (mesh.GetTriangleCount() < 1) return STATUS_INVALID_INPUT;
     auto data = std::make_unique<Data>();
     const int vertexCount = mesh.GetVertexCount();
     const int faceCount = mesh.GetTriangleCount();
