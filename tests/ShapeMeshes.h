@@ -1,13 +1,17 @@
 #pragma once
-// Generated solids with sharp edges for the chart-shaping tests: a cube with
-// subdivided sides and a closed cylinder with flat caps, both welded (one
-// vertex per position) and facing outwards.
+// Generated shapes for the chart-shaping tests: a cube with subdivided sides
+// and a closed cylinder with flat caps, both welded (one vertex per position)
+// and facing outwards, and a flat sheet with spikes beside its flat layout.
 
 #include <QarnUVAtlas/TriMesh.h>
+
+#include "TestMeshes.h"
 
 #include <cmath>
 #include <map>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 namespace shapemesh {
 
@@ -99,5 +103,28 @@ inline TriMesh ClosedCylinder(int segments, int rows, int capRings, double heigh
     }
     return mesh;
 }
+
+// A flat square laid out as it lies, except that the given vertices are
+// lifted into sharp spikes the layout does not follow: the faces around each
+// spike are squeezed in the layout.
+struct SpikedSheet {
+    TriMesh mesh;
+    std::vector<double> uv;
+    SpikedSheet(int cells, const std::vector<std::pair<int, int>>& spikes, double lift) {
+        mesh = testmesh::Grid(cells, cells);
+        for (int v = 0; v < mesh.GetVertexCount(); ++v) {
+            const Vector3 q = mesh.GetVertexCoord(v);
+            uv.push_back(q.x);
+            uv.push_back(q.y);
+        }
+        for (const auto& [i, j] : spikes) {
+            const int v = j * (cells + 1) + i;
+            Vector3 q = mesh.GetVertexCoord(v);
+            q.z = lift;
+            mesh.SetVertexCoord(v, q);
+        }
+    }
+};
+
 
 }  // namespace shapemesh

@@ -11,6 +11,7 @@
 #include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
 #include "unfold/flattening/ChartStarts.h"
+#include "unfold/flattening/SqueezeRelief.h"
 #include "unfold/segmentation/ChartCarving.h"
 #include "unfold/segmentation/ChartSlits.h"
 
@@ -247,10 +248,18 @@ bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, bool w
     // In strict mode a failed isometric step keeps its last layout, which is
     // then checked like any other.
     if (isometricStatus != STATUS_SUCCESS && !settings.strict) accept = true;
-    if (!accept) accept = CheckLayout(chart, settings, holes, uv);
+    // A strict shaped layout that fails only for a few squeezed faces is
+    // often sound once they are relieved: the chart is then not cut up.
+    auto relieved = [&](std::vector<double>& layout) {
+        return settings.shapedCharts && settings.strict &&
+               _TakeRelievedLayout(chart, layout, settings.maxFaceStretch, [&](const std::vector<double>& relief) {
+                   return CheckLayout(chart, settings, holes, relief);
+               });
+    };
+    if (!accept) accept = CheckLayout(chart, settings, holes, uv) || relieved(uv);
     // A conformal start that folds is often set right by one that cannot.
     std::vector<double> circle;
-    if (!accept && starts.Circle(circle) && CheckLayout(chart, settings, holes, circle)) {
+    if (!accept && starts.Circle(circle) && (CheckLayout(chart, settings, holes, circle) || relieved(circle))) {
         uv.swap(circle);
         accept = true;
     }

@@ -25,23 +25,6 @@ inline double Cross(const std::vector<double>& uv, int a, int b, int c) {
     return ux * vy - uy * vx;
 }
 
-// Scales the layout so that its area equals the chart's 3-D area: every
-// chart then leaves the flattening at the same texel density, whether the
-// isometric step converged or not.
-void MatchSurfaceArea(const TriMesh& chart, std::vector<double>& uv) {
-    double area3d = 0.0, areaUv = 0.0;
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
-        area3d += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
-                               chart.GetVertexCoordRef(t[2]));
-        areaUv += 0.5 * std::fabs(Cross(uv, t[0], t[1], t[2]));
-    }
-    if (!(area3d > 0.0) || !(areaUv > 0.0)) return;
-    double scale = std::sqrt(area3d / areaUv);
-    if (!std::isfinite(scale)) return;
-    for (double& c : uv) c *= scale;
-}
-
 // Gives every face of the layout a small positive area. A face that is flat
 // on the surface (or squeezed flat by the flattening) would otherwise reach
 // the texture with no area at all; the corner opposite its longest edge is
@@ -110,6 +93,23 @@ void InflateFlatFaces(const TriMesh& chart, std::vector<double>& uv) {
 
 }  // namespace
 
+// Scales the layout so that its area equals the chart's 3-D area: every
+// chart then leaves the flattening at the same texel density, whether the
+// isometric step converged or not.
+void _MatchSurfaceArea(const TriMesh& chart, std::vector<double>& uv) {
+    double area3d = 0.0, areaUv = 0.0;
+    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
+        const int* t = chart.GetTriangle(f);
+        area3d += TriangleArea(chart.GetVertexCoordRef(t[0]), chart.GetVertexCoordRef(t[1]),
+                               chart.GetVertexCoordRef(t[2]));
+        areaUv += 0.5 * std::fabs(Cross(uv, t[0], t[1], t[2]));
+    }
+    if (!(area3d > 0.0) || !(areaUv > 0.0)) return;
+    double scale = std::sqrt(area3d / areaUv);
+    if (!std::isfinite(scale)) return;
+    for (double& c : uv) c *= scale;
+}
+
 bool _ConformalStart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound,
                      std::vector<double>& uv) {
     int status;
@@ -143,7 +143,7 @@ int _SettleLayout(const TriMesh& chart, std::vector<double>& uv, int isometricIt
         status = system->Prepared() ? STATUS_SUCCESS : system->Prepare(chart, nullptr);
         if (status == STATUS_SUCCESS) status = system->Run(uv, isometricIterations);
     }
-    MatchSurfaceArea(chart, uv);
+    _MatchSurfaceArea(chart, uv);
     InflateFlatFaces(chart, uv);
     return status;
 }

@@ -65,6 +65,10 @@ double _LargestStretchSquared(double a, double b, double c);
 // at most `flatArea` has no shape to keep and counts as sound.
 bool _FaceSpoiled(const TriMesh& chart, const std::vector<double>& uv, int f, double limit, double flatArea = 0.0);
 
+// Scales the layout so that its area equals the chart's 3-D area (nothing
+// when either is zero).
+void _MatchSurfaceArea(const TriMesh& chart, std::vector<double>& uv);
+
 // The summed surface area of the chart's faces.
 double _ChartSurfaceArea(const TriMesh& chart);
 

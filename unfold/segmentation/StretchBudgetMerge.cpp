@@ -7,6 +7,7 @@
 #include "unfold/AtlasContext.h"
 #include "unfold/flattening/ChartLayout.h"
 #include "unfold/flattening/ChartStarts.h"
+#include "unfold/flattening/SqueezeRelief.h"
 #include "unfold/segmentation/ChartSlits.h"
 
 #include <QarnUVAtlas/Threads.h>
@@ -156,7 +157,8 @@ struct SharedBorder {
 }  // namespace
 
 RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
-                            const std::vector<int>& faces, double maxFaceStretch, bool spareThread) {
+                            const std::vector<int>& faces, const StretchBudget& budget, bool spareThread) {
+    const double maxFaceStretch = budget.maxFaceStretch;
     RegionLayout result;
     TriMesh region;
     std::vector<int> meshVertex;
@@ -197,10 +199,21 @@ RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>
     std::vector<double> uv;
     int isometricStatus = STATUS_SUCCESS;
     if (!starts.Conformal(uv, isometricStatus)) return result;
-    result.valid = valid(uv);
+    // A layout that fails only for a few squeezed faces is often sound once
+    // they are relieved. Relief spends stretch around them: a relieved chart
+    // is taken only while its own stretch stays within the budget, or it
+    // would spend what the other unions need (under a tight budget that made
+    // more charts, not fewer).
+    const double allowedSum = budget.maxStretch * budget.maxStretch * result.area;
+    auto relieved = [&](std::vector<double>& layout) {
+        return _TakeRelievedLayout(chart, layout, maxFaceStretch, [&](const std::vector<double>& relief) {
+            return valid(relief) && StretchSum(chart, relief) <= allowedSum;
+        });
+    };
+    result.valid = valid(uv) || relieved(uv);
     // A conformal start that folds is often set right by one that cannot.
     std::vector<double> circle;
-    if (!result.valid && starts.Circle(circle) && valid(circle)) {
+    if (!result.valid && starts.Circle(circle) && (valid(circle) || relieved(circle))) {
         uv.swap(circle);
         result.valid = true;
     }
@@ -228,18 +241,17 @@ struct Trial {
 
 class TrialTask : public TaskBase {
 public:
-    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, double maxFaceStretch, Trial& trial)
-        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mMaxFaceStretch(maxFaceStretch),
-          mTrial(trial) {}
+    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const StretchBudget& budget, Trial& trial)
+        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mBudget(budget), mTrial(trial) {}
     int Run() override {
-        mTrial.layout = _FlattenRegion(mAdj, mCoords, mTrial.faces, mMaxFaceStretch, mTrial.spareThread);
+        mTrial.layout = _FlattenRegion(mAdj, mCoords, mTrial.faces, mBudget, mTrial.spareThread);
         return STATUS_SUCCESS;
     }
 
 private:
     const MeshAdjacency& mAdj;
     const std::vector<Vector3>& mCoords;
-    double mMaxFaceStretch;
+    const StretchBudget& mBudget;
     Trial& mTrial;
 };
 
@@ -479,11 +491,11 @@ private:
         }
         if (!mPool || trials.size() < 2) {
             for (Trial& t : trials)
-                t.layout = _FlattenRegion(mAdj, mCoords, t.faces, mBudget.maxFaceStretch, t.spareThread);
+                t.layout = _FlattenRegion(mAdj, mCoords, t.faces, mBudget, t.spareThread);
             return;
         }
         for (Trial& t : trials) {
-            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mBudget.maxFaceStretch, t);
+            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mBudget, t);
             if (mPool->InsertTask(task.get()) == STATUS_SUCCESS) {
                 task.release();
             } else {

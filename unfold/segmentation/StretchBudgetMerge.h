@@ -48,10 +48,13 @@ struct RegionLayout {
     std::vector<double> cornerUv;  // (u, v) of the 3 corners of each face, in the order of the faces given
     std::vector<std::vector<int>> slits;  // cuts inside the region (mesh vertex ids) that make it a disc
 };
+// The face limit is `budget.maxFaceStretch`. A layout that fails the checks
+// only for a few squeezed faces is relieved (see SqueezeRelief.h) and taken
+// when it then passes them with its own L2 stretch within `budget.maxStretch`.
 // With `spareThread`, the work that does not wait for the conformal start
 // (the isometric system, the circle start) runs on a thread of its own beside
 // it; the layout is the same either way.
 RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
-                            const std::vector<int>& faces, double maxFaceStretch, bool spareThread = false);
+                            const std::vector<int>& faces, const StretchBudget& budget, bool spareThread = false);
 
 }  // namespace ORVO
