@@ -169,6 +169,18 @@ ChartSet MixedSet(unsigned seed, int count) {
     return set;
 }
 
+// The charts of `set` as they come, and with `frames` > 1 also turned by a third and
+// two thirds of a quarter turn.
+std::vector<ORVO::PreparedChart> ChartsAsTheyCome(const ChartSet& set, int frames) {
+    std::vector<ORVO::PreparedChart> charts(set.uvs.size());
+    for (size_t k = 0; k < charts.size(); ++k) {
+        ORVO::ChartFrame asIs;
+        asIs.local = set.uvs[k];
+        for (int f = 0; f < frames; ++f) charts[k].frames.push_back(ORVO::_TurnedFrame(asIs, M_PI / 6 * f));
+    }
+    return charts;
+}
+
 // Packs `set` and checks every property; returns the stats (and the packed coordinates).
 ORVO::ChartPackStats PackAndCheck(const ChartSet& set, const ORVO::ChartPackOptions& options, UVs* out = nullptr) {
     UVs local, &packed = out ? *out : local;
@@ -226,6 +238,45 @@ TEST(ChartPacker, EffortFollowsTheFill) {
     // runs, and that what it keeps is sound, is not.
     stats = PackAndCheck(MixedSet(11, 240), options);
     EXPECT_TRUE(stats.tiltedPass);
+}
+
+// A handful of charts is also placed in other orders of its largest four; a layout
+// from another order, when one fills more, is as sound as any other.
+TEST(ChartPacker, FewChartsTryOtherOrders) {
+    int otherOrders = 0;
+    for (unsigned seed = 1; seed <= 6; ++seed) {
+        SCOPED_TRACE(seed);
+        for (int threads : {1, 2}) {
+            ORVO::ChartPackOptions options;
+            options.threadCount = threads;
+            const ORVO::ChartPackStats stats = PackAndCheck(MixedSet(seed, 5), options);
+            otherOrders += stats.otherOrder ? 1 : 0;
+        }
+    }
+    EXPECT_GT(otherOrders, 0);
+}
+
+// An explicit order is the order of placement: its first chart takes the bottom-left
+// corner of the empty square, whichever chart that is.
+TEST(ChartPackAttempt, AGivenOrderIsFollowed) {
+    const ChartSet set = MixedSet(3, 6);
+    const std::vector<ORVO::PreparedChart> charts = ChartsAsTheyCome(set, 1);
+    ORVO::ChartShapeSet shapes(set.tris, charts, 2, false, false);
+    shapes.Build(0.5 / std::sqrt(set.Area()) * 512, 1);
+    ORVO::ChartPackAttempt attempt;
+    for (const std::vector<int>& order : {std::vector<int>{5, 4, 3, 2, 1, 0}, std::vector<int>{2, 0, 5, 1, 3, 4}}) {
+        ORVO::PackVariant variant;
+        variant.sequence = &order;
+        const ORVO::PackAttemptResult r = attempt.Run(shapes, 512, variant);
+        ASSERT_TRUE(r.success);
+        const ORVO::ChartPlacement& first = r.placements[order[0]];
+        for (int k : order) {
+            EXPECT_LE(first.y, r.placements[k].y) << k;
+            if (r.placements[k].y == first.y) {
+                EXPECT_LE(first.x, r.placements[k].x) << k;
+            }
+        }
+    }
 }
 
 // Also run with two threads: every attempt they share must be as sound.
@@ -550,14 +601,7 @@ TEST(AtlasGrid, PlacementRulesMatchBruteForceOverOrientations) {
 // coordinates and checked independently.
 TEST(ChartPackAttempt, EveryVariantPlacesChartsApartAndInside) {
     const ChartSet set = MixedSet(23, 80);
-    std::vector<ORVO::PreparedChart> charts(set.uvs.size());
-    for (size_t k = 0; k < charts.size(); ++k) {
-        // The chart as it comes, and turned by a third and two thirds of a quarter turn.
-        ORVO::ChartFrame asIs;
-        asIs.local = set.uvs[k];
-        charts[k].frames.push_back(ORVO::_TurnedFrame(asIs, 0.0));
-        for (int f = 1; f < 3; ++f) charts[k].frames.push_back(ORVO::_TurnedFrame(asIs, M_PI / 6 * f));
-    }
+    const std::vector<ORVO::PreparedChart> charts = ChartsAsTheyCome(set, 3);
     const int gridSize = 512, gap = 2;
     int tiltedPlacements = 0;
     const double scale = 0.6 / std::sqrt(set.Area());

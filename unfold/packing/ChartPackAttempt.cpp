@@ -6,6 +6,11 @@ namespace ORVO {
 
 std::vector<int> ChartPackAttempt::Order(const ChartShapeSet& shapes, const PackVariant& variant) {
     std::vector<int> order;
+    if (variant.sequence) {
+        for (int k : *variant.sequence)
+            if (shapes.Directions(k) > 0) order.push_back(k);
+        return order;
+    }
     for (size_t k = 0; k < shapes.ChartCount(); ++k)
         if (shapes.Directions(k) > 0) order.push_back(static_cast<int>(k));
     // Largest first: small charts then fill the gaps the large ones leave.

@@ -39,6 +39,8 @@ enum class PlacementOrder {
 struct PackVariant {
     PlacementRule rule = PlacementRule::LowestCentre;
     PlacementOrder order = PlacementOrder::Pixels;
+    // When set, the charts in this order instead (those with points).
+    const std::vector<int>* sequence = nullptr;
 };
 
 // Owns the occupancy grid of one thread of attempts; reusable for any shape set and side.

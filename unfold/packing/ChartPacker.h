@@ -21,6 +21,7 @@ struct ChartPackStats {
                                // square they filled may be a little smaller)
     int directions = 0;        // directions each chart could take in that packing (1 without rotation)
     bool tiltedPass = false;   // a second pass with charts also turned by an eighth of a turn ran
+    bool otherOrder = false;   // few charts: the layout kept places them in an order other than largest first
     double seconds = 0;        // wall time of the call
 };
 
