@@ -126,5 +126,4 @@ struct SpikedSheet {
     }
 };
 
-
 }  // namespace shapemesh

@@ -14,7 +14,6 @@
 
 namespace {
 
-using ORVO::TriMesh;
 using shapemesh::SpikedSheet;
 
 // The sheet's flat layout scaled to its surface area, as a flattening leaves it.

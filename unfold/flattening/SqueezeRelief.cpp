@@ -45,10 +45,9 @@ public:
         mFlatArea = 1e-10 * _ChartSurfaceArea(mChart);
         std::vector<int> squeezed;
         for (int f = 0; f < faces; ++f) {
-            double a, b, c;
-            const int state = _FaceLayoutMetric(mChart, mUv, f, a, b, c, mFlatArea);
-            if (state < 0) return false;  // a fold is not a squeeze
-            if (state > 0 && _LargestStretchSquared(a, b, c) > limit * limit) squeezed.push_back(f);
+            const double stretch = StretchSquared(f);
+            if (stretch == kInfinite) return false;  // a fold is not a squeeze
+            if (stretch > limit * limit) squeezed.push_back(f);
         }
         if (squeezed.empty() || static_cast<int>(squeezed.size()) > kMostSqueezed ||
             squeezed.size() > kMostSqueezedShare * faces + 1)
@@ -235,18 +234,20 @@ private:
         return false;
     }
 
+    // The square of face f's largest texture-to-surface stretch: 0 for a flat
+    // face, infinite for a folded one.
+    double StretchSquared(int f) const {
+        double a, b, c;
+        const int state = _FaceLayoutMetric(mChart, mUv, f, a, b, c, mFlatArea);
+        return state < 0 ? kInfinite : state > 0 ? _LargestStretchSquared(a, b, c) : 0.0;
+    }
+
     // The largest texture-to-surface stretch of the faces around the free
     // vertices (infinite when one is folded).
     double WorstStretch() const {
         double worst = 0.0;
-        for (int v : mFree) {
-            for (int j = mStart[v]; j < mStart[v + 1]; ++j) {
-                double a, b, c;
-                const int state = _FaceLayoutMetric(mChart, mUv, mFaces[j], a, b, c, mFlatArea);
-                if (state < 0) return kInfinite;
-                if (state > 0) worst = std::max(worst, _LargestStretchSquared(a, b, c));
-            }
-        }
+        for (int v : mFree)
+            for (int j = mStart[v]; j < mStart[v + 1]; ++j) worst = std::max(worst, StretchSquared(mFaces[j]));
         return std::sqrt(worst);
     }
 

@@ -214,6 +214,13 @@ public:
         return best;
     }
 
+    // A variant that places the charts in `order`.
+    static PackVariant InOrder(const std::vector<int>& order) {
+        PackVariant v;
+        v.sequence = &order;
+        return v;
+    }
+
     // The `keep` orders of placement that leave the most rows free, each tried once in
     // the square that puts the charts at `scale`; those that fail are dropped.
     std::vector<size_t> RankOrders(const std::vector<std::vector<int>>& orders, double scale, size_t keep) {
@@ -225,8 +232,7 @@ public:
             std::vector<PackVariant> variants;
             for (size_t w = o; w < orders.size() && w < o + mAttempts.size(); ++w) {
                 sides.push_back(side);
-                variants.push_back(PackVariant());
-                variants.back().sequence = &orders[w];
+                variants.push_back(InOrder(orders[w]));
             }
             const std::vector<PackAttemptResult> results = RunAttempts(mAttempts, mShapes, sides, variants);
             for (size_t r = 0; r < results.size(); ++r)
@@ -241,12 +247,12 @@ public:
     // Climbs with each of the chosen orders, two at a time, from `from` (a scale the
     // orders are expected to pack at): the first step aims `aim` times higher, later
     // ones halve the bracket after a failure or step past a success by the rows it
-    // left free; `steps` steps each. Writes the scale each order reached (0 when it
-    // placed nothing above `from`) and returns the best success above `from`.
+    // left free; `steps` steps each. Writes, when asked, the scale each order reached
+    // (0 when it placed nothing above `from`); returns the best success above `from`.
     PackAttemptResult ClimbOrders(const std::vector<std::vector<int>>& orders, const std::vector<size_t>& chosen,
-                                  double from, double aim, int steps, std::vector<double>& reached) {
+                                  double from, double aim, int steps, std::vector<double>* reached = nullptr) {
         Draw(from);
-        reached.assign(chosen.size(), 0.0);
+        if (reached) reached->assign(chosen.size(), 0.0);
         PackAttemptResult best;
         const size_t workers = mAttempts.size();
         for (size_t c = 0; c < chosen.size(); c += workers) {
@@ -262,8 +268,7 @@ public:
                     while (side > mShapes.SmallestSide() && mShapes.PixelScale() / side <= lo[k]) --side;
                     if (!(mShapes.PixelScale() / side > lo[k])) continue;
                     sides.push_back(side);
-                    variants.push_back(PackVariant());
-                    variants.back().sequence = &orders[chosen[c + k]];
+                    variants.push_back(InOrder(orders[chosen[c + k]]));
                     who.push_back(k);
                 }
                 if (sides.empty()) break;
@@ -272,7 +277,7 @@ public:
                     const size_t k = who[r];
                     if (results[r].success) {
                         lo[k] = results[r].scale;
-                        reached[c + k] = lo[k];
+                        if (reached) (*reached)[c + k] = lo[k];
                         const double free = std::sqrt(double(results[r].side) / std::max(1, results[r].usedHeight));
                         next[k] = hi[k] == kNoScale ? lo[k] * std::max(1.004, free) : std::sqrt(lo[k] * hi[k]);
                         if (!best.success || results[r].scale > best.scale) best = std::move(results[r]);
@@ -432,7 +437,8 @@ PackAttemptResult SearchPlacementOrders(const std::vector<std::vector<int>>& cha
     const double rankScale = scale * kOrderRankShare;
     const std::vector<size_t> kept = coarse.RankOrders(orders, rankScale, kOrderRankKeep);
     std::vector<double> reached;
-    if (!coarse.ClimbOrders(orders, kept, rankScale, 1.03, kOrderCoarseSteps, reached).success) return PackAttemptResult();
+    if (!coarse.ClimbOrders(orders, kept, rankScale, 1.03, kOrderCoarseSteps, &reached).success)
+        return PackAttemptResult();
     std::vector<size_t> byReach(kept.size());
     for (size_t k = 0; k < byReach.size(); ++k) byReach[k] = k;
     std::stable_sort(byReach.begin(), byReach.end(), [&](size_t a, size_t b) { return reached[a] > reached[b]; });
@@ -445,8 +451,7 @@ PackAttemptResult SearchPlacementOrders(const std::vector<std::vector<int>>& cha
     GridPacking fine(chartTriangles, charts, placeable, fineGrid,
                      _GapPixels(options.gapTexels, fineGrid, options.resolution), options, workers, frames);
     if (!fine.Valid()) return PackAttemptResult();
-    std::vector<double> fineReached;
-    return fine.ClimbOrders(orders, chosen, scale, std::max(1.004, 0.99 * gain), kOrderFineSteps, fineReached);
+    return fine.ClimbOrders(orders, chosen, scale, std::max(1.004, 0.99 * gain), kOrderFineSteps);
 }
 
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
@@ -546,10 +551,9 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
             keep(tilted.Pack(guess, best.scale, finePrecision, {kSecondPassSearch, kSecondPassRefine}, texArea), grid,
                  kSecondPassFrames);
     }
+    // So few charts always have three frames and never take the tilted pass: the
+    // frames of the best result are the charts' own.
     if (best.success && placeable >= kOrderSearchFewest && placeable <= kOrderSearchMost) {
-        // The order search places the charts in the frames of the best result.
-        if (bestFrames != frameCount)
-            for (PreparedChart& c : charts) _SetFrames(c, bestFrames);
         PackAttemptResult ordered = SearchPlacementOrders(chartTriangles, charts, placeable, options, workers, bestFrames,
                                                           coarseGrid, bestGrid, best.scale);
         _LogDetail("PackUVAtlas: placement orders ", ordered.success ? fill(ordered) : 0.0, " against ", fill(best));
