@@ -104,6 +104,26 @@ inline TriMesh ClosedCylinder(int segments, int rows, int capRings, double heigh
     return mesh;
 }
 
+// An open cone of the given height over the unit circle, its tip vertex 0:
+// `segments` faces round the tip, `rings` rows of faces down to the rim.
+inline TriMesh OpenCone(int segments, int rings, double height) {
+    TriMesh cone;
+    cone.InsertVertex(Vector3(0, 0, height));
+    for (int r = 1; r <= rings; ++r)
+        for (int i = 0; i < segments; ++i) {
+            const double a = 2.0 * M_PI * i / segments, radius = double(r) / rings;
+            cone.InsertVertex(Vector3(radius * std::cos(a), radius * std::sin(a), height * (1.0 - double(r) / rings)));
+        }
+    auto ring = [&](int r, int i) { return 1 + (r - 1) * segments + (i % segments); };
+    for (int i = 0; i < segments; ++i) cone.InsertTriangle(0, ring(1, i), ring(1, i + 1));
+    for (int r = 1; r < rings; ++r)
+        for (int i = 0; i < segments; ++i) {
+            cone.InsertTriangle(ring(r, i), ring(r + 1, i), ring(r + 1, i + 1));
+            cone.InsertTriangle(ring(r, i), ring(r + 1, i + 1), ring(r, i + 1));
+        }
+    return cone;
+}
+
 // A flat square laid out as it lies, except that the given vertices are
 // lifted into sharp spikes the layout does not follow: the faces around each
 // spike are squeezed in the layout.

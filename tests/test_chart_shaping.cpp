@@ -373,21 +373,8 @@ TEST(ChartSlits, AHoledChartIsCutOpenIntoADisc) {
 TEST(ChartSlits, AConeTipLiesFlatOnceSlitToTheBoundary) {
     // A steep open cone: its tip has far less than a full turn of surface
     // around it, so a flattening squeezes the faces there.
-    TriMesh cone;
-    const int segments = 24, rings = 8;
-    const int tip = cone.InsertVertex(Vector3(0, 0, 3));
-    for (int r = 1; r <= rings; ++r)
-        for (int i = 0; i < segments; ++i) {
-            const double a = 2.0 * M_PI * i / segments, radius = double(r) / rings;
-            cone.InsertVertex(Vector3(radius * std::cos(a), radius * std::sin(a), 3.0 * (1.0 - double(r) / rings)));
-        }
-    auto ring = [&](int r, int i) { return 1 + (r - 1) * segments + (i % segments); };
-    for (int i = 0; i < segments; ++i) cone.InsertTriangle(tip, ring(1, i), ring(1, i + 1));
-    for (int r = 1; r < rings; ++r)
-        for (int i = 0; i < segments; ++i) {
-            cone.InsertTriangle(ring(r, i), ring(r + 1, i), ring(r + 1, i + 1));
-            cone.InsertTriangle(ring(r, i), ring(r + 1, i + 1), ring(r, i + 1));
-        }
+    const TriMesh cone = shapemesh::OpenCone(24, 8, 3.0);
+    const int tip = 0;
     auto flatten = [](const TriMesh& chart, std::vector<double>& uv) {
         std::vector<std::vector<int>> holes;
         const bool found = ORVO::FillMeshHole::FindHoles(&chart, &holes) == 0;
@@ -407,6 +394,37 @@ TEST(ChartSlits, AConeTipLiesFlatOnceSlitToTheBoundary) {
     ASSERT_TRUE(flatten(slit, slitUv));
     EXPECT_FALSE(ORVO::_HasSqueezedTriangle(slit, slitUv, 2.5));
     EXPECT_FALSE(ORVO::_HasFlippedTriangle(slit, slitUv));
+}
+
+TEST(ChartSlits, SlitsFromSeveralTipsJoinTheBorderOrEachOther) {
+    const TriMesh sheet = testmesh::Grid(12, 12);
+    MeshAdjacency adj;
+    adj.Build(&sheet);
+    auto vertex = [](int i, int j) { return j * 13 + i; };
+    // Two tips side by side (the second's cheapest way out is the first's
+    // slit), one far off, and one on the border, which needs no slit.
+    const std::vector<int> tips = {vertex(3, 6), vertex(4, 6), vertex(9, 8), vertex(0, 5)};
+    const std::vector<std::vector<int>> paths = ORVO::_SlitPaths(sheet, adj, tips);
+    ASSERT_EQ(paths.size(), 3u);
+    const std::vector<char> border = ORVO::_BoundaryVertices(adj);
+    std::set<int> cut;
+    for (size_t p = 0; p < paths.size(); ++p) {
+        EXPECT_EQ(paths[p].front(), tips[p]);
+        EXPECT_TRUE(border[paths[p].back()] || cut.count(paths[p].back())) << p;
+        for (size_t i = 0; i + 1 < paths[p].size(); ++i) EXPECT_FALSE(border[paths[p][i]]) << p;
+        cut.insert(paths[p].begin(), paths[p].end());
+    }
+    EXPECT_EQ(paths[1].size(), 2u);  // one edge to the first slit
+    // Cut open, the sheet is still one disc, with every tip on its border.
+    TriMesh slit;
+    ORVO::_SlitChart(sheet, paths, slit);
+    std::vector<std::vector<int>> loops;
+    ASSERT_EQ(ORVO::FillMeshHole::FindHoles(&slit, &loops), 0);
+    EXPECT_EQ(loops.size(), 1u);
+    MeshAdjacency slitAdj;
+    slitAdj.Build(&slit);
+    const std::vector<char> slitBorder = ORVO::_BoundaryVertices(slitAdj);
+    for (int tip : tips) EXPECT_TRUE(slitBorder[tip]) << tip;
 }
 
 // ---------------------------------------------------------------- carving
@@ -628,11 +646,12 @@ TEST(ShapedCharts, ASpareThreadLeavesARegionsLayoutAsItIs) {
         const int* t = &p.adj.triangles[3 * f];
         if (p.coords[t[0]].z + p.coords[t[1]].z + p.coords[t[2]].z > -0.6) cap.push_back(f);
     }
+    const std::vector<double> angles = ORVO::_CornerAngles(p.adj, p.coords);
     for (double limit : {3.0, 1.02}) {
         ORVO::StretchBudget budget;
         budget.maxFaceStretch = limit;
-        const ORVO::RegionLayout alone = ORVO::_FlattenRegion(p.adj, p.coords, cap, budget, false);
-        const ORVO::RegionLayout beside = ORVO::_FlattenRegion(p.adj, p.coords, cap, budget, true);
+        const ORVO::RegionLayout alone = ORVO::_FlattenRegion(p.adj, p.coords, angles, cap, budget, false);
+        const ORVO::RegionLayout beside = ORVO::_FlattenRegion(p.adj, p.coords, angles, cap, budget, true);
         EXPECT_EQ(alone.valid, limit > 2.0) << limit;
         EXPECT_EQ(beside.valid, alone.valid) << limit;
         EXPECT_EQ(beside.stretchSum, alone.stretchSum) << limit;
@@ -658,6 +677,27 @@ TEST(ShapedCharts, AMildSpikeCostsNoChart) {
 TEST(ShapedCharts, SpikedSeedsUnderABudget) {
     const shapemesh::SpikedSheet sheet(36, {{8, 9}, {9, 27}, {18, 18}, {27, 8}, {28, 26}}, 0.6);
     ExpectBudgetHoldsOnOneThreadAndTwo(sheet.mesh, 1.05);
+}
+
+// A steep cone has less than half a turn of surface round its tip, and no
+// layout within the face limit keeps the surface whole there. Under a budget
+// the tip is opened to the rim by one slit and the cone unrolls, nearly
+// without stretch, into one chart; the seam is that slit alone.
+TEST(ShapedCharts, ASharpTipCostsASlitNotAChart) {
+    const TriMesh cone = shapemesh::OpenCone(24, 8, 3.0);
+    const Atlas atlas = Unwrap(cone, 0, 1.05);
+    ExpectValid(atlas);
+    EXPECT_EQ(atlas.charts, 1);
+    EXPECT_LE(atlas.stretch.l2, 1.01);
+    EXPECT_LE(atlas.stretch.linf, 3.0);
+    const Seams seams = FindSeams(cone, atlas.tex, atlas.ids);
+    ASSERT_FALSE(seams.edges.empty());
+    const Vector3 tip = cone.GetVertexCoord(0);
+    bool fromTip = false;
+    for (const auto& edge : seams.edges) fromTip = fromTip || edge.first == tip || edge.second == tip;
+    EXPECT_TRUE(fromTip);
+    // One slit from the tip down to the rim: as many seam edges as rings.
+    EXPECT_EQ(seams.edges.size(), 8u);
 }
 
 TEST(ShapedCharts, InvalidBudgetsAreRefused) {

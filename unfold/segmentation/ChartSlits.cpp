@@ -24,16 +24,6 @@ constexpr double kScoreCap = 1e3;
 // by at least this share.
 constexpr double kConeMargin = 0.02;
 
-std::vector<char> BoundaryVertices(const MeshAdjacency& adj) {
-    std::vector<char> boundary(adj.vertexCount, 0);
-    for (int h = 0; h < 3 * adj.faceCount; ++h) {
-        if (adj.faceNeighbours[h] >= 0) continue;
-        boundary[adj.triangles[h]] = 1;
-        boundary[adj.triangles[3 * (h / 3) + (h % 3 + 1) % 3]] = 1;
-    }
-    return boundary;
-}
-
 Vector3 FaceNormal(const TriMesh& chart, int f) {
     const int* t = chart.GetTriangle(f);
     const Vector3& p0 = chart.GetVertexCoordRef(t[0]);
@@ -141,10 +131,20 @@ int OppositeBoundaryVertex(const TriMesh& chart, const MeshAdjacency& adj, int v
 
 }  // namespace
 
+std::vector<char> _BoundaryVertices(const MeshAdjacency& adj) {
+    std::vector<char> boundary(adj.vertexCount, 0);
+    for (int h = 0; h < 3 * adj.faceCount; ++h) {
+        if (adj.faceNeighbours[h] >= 0) continue;
+        boundary[adj.triangles[h]] = 1;
+        boundary[adj.triangles[3 * (h / 3) + (h % 3 + 1) % 3]] = 1;
+    }
+    return boundary;
+}
+
 int _WorstInnerVertex(const TriMesh& chart, const std::vector<double>& uv, double maxFaceStretch, bool conesOnly) {
     MeshAdjacency adj;
     adj.Build(&chart);
-    const std::vector<char> boundary = BoundaryVertices(adj);
+    const std::vector<char> boundary = _BoundaryVertices(adj);
     std::vector<double> score(adj.vertexCount, 0.0);
     for (int f = 0; f < adj.faceCount; ++f) {
         const double s = FaceScore(chart, uv, f);
@@ -175,13 +175,33 @@ int _WorstInnerVertex(const TriMesh& chart, const std::vector<double>& uv, doubl
 std::vector<int> _SlitPath(const TriMesh& chart, int start, const std::vector<char>& avoid) {
     MeshAdjacency adj;
     adj.Build(&chart);
-    return CheapestPathToBoundary(chart, adj, BoundaryVertices(adj), start, avoid, -1);
+    return CheapestPathToBoundary(chart, adj, _BoundaryVertices(adj), start, avoid, -1);
+}
+
+std::vector<std::vector<int>> _SlitPaths(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<int>& starts) {
+    const std::vector<char> boundary = _BoundaryVertices(adj);
+    std::vector<char> cut(adj.vertexCount, 0);
+    std::vector<char> sources(adj.vertexCount, 0);
+    const std::vector<char> none;
+    std::vector<std::vector<int>> paths;
+    for (int start : starts) {
+        if (boundary[start] || cut[start]) continue;
+        sources[start] = 1;
+        std::vector<int> path =
+            CheapestPath(chart, adj, boundary, sources, none, [&](int v) { return boundary[v] || cut[v]; });
+        sources[start] = 0;
+        if (path.size() < 2) continue;
+        std::reverse(path.begin(), path.end());
+        for (int v : path) cut[v] = 1;
+        paths.push_back(std::move(path));
+    }
+    return paths;
 }
 
 bool _SplitThroughVertex(const TriMesh& chart, int apex, std::vector<int>& labels) {
     MeshAdjacency adj;
     adj.Build(&chart);
-    const std::vector<char> boundary = BoundaryVertices(adj);
+    const std::vector<char> boundary = _BoundaryVertices(adj);
     const std::vector<char> none;
     const std::vector<int> first = CheapestPathToBoundary(chart, adj, boundary, apex, none, -1);
     if (first.size() < 2) return false;
@@ -248,7 +268,7 @@ bool _JoinBoundaryLoops(const TriMesh& chart, const MeshAdjacency& adj, std::vec
     if (usedVertices - edges + adj.faceCount + static_cast<int>(loops.size()) != 2) return false;
     if (loops.size() == 1) return true;
 
-    const std::vector<char> boundary = BoundaryVertices(adj);
+    const std::vector<char> boundary = _BoundaryVertices(adj);
     std::vector<int> loopOf(adj.vertexCount, -1);
     for (size_t l = 0; l < loops.size(); ++l)
         for (int v : loops[l]) loopOf[v] = static_cast<int>(l);

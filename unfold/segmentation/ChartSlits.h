@@ -26,6 +26,15 @@ int _WorstInnerVertex(const TriMesh& chart, const std::vector<double>& uv, doubl
 // none reaches it.
 std::vector<int> _SlitPath(const TriMesh& chart, int start, const std::vector<char>& avoid = {});
 
+// Cheapest edge paths, on edges weighted as chart borders are, from each of
+// `starts` in turn to the chart's boundary or to an earlier path: vertex ids
+// from the start on. A start on the boundary or on an earlier path gets none.
+// Cut open along them, the chart stays one piece with every start on its border.
+std::vector<std::vector<int>> _SlitPaths(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<int>& starts);
+
+// Per vertex, 1 when it lies on the chart's boundary.
+std::vector<char> _BoundaryVertices(const MeshAdjacency& adj);
+
 // Splits the chart's faces in two along a cut from boundary to boundary
 // through vertex `apex` (two slits leaving it on different paths), so that the
 // apex ends on the border of both parts. Fills `labels` (0 or 1 per face) and

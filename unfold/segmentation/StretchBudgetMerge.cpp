@@ -93,20 +93,10 @@ double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
 }
 
 // The total Gaussian curvature inside a chart: the angle defects of its
-// inner vertices (a full sphere has 4 pi).
-double InnerCurvature(const TriMesh& chart, const MeshAdjacency& adj) {
-    std::vector<double> turn(adj.vertexCount, 0.0);
-    std::vector<char> boundary(adj.vertexCount, 0);
-    for (int f = 0; f < adj.faceCount; ++f) {
-        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
-        for (int k = 0; k < 3; ++k) {
-            if (adj.faceNeighbours[3 * static_cast<size_t>(f) + k] < 0) boundary[t[k]] = boundary[t[(k + 1) % 3]] = 1;
-            const Vector3& p = chart.GetVertexCoordRef(t[k]);
-            const Vector3 a = chart.GetVertexCoordRef(t[(k + 1) % 3]) - p, b = chart.GetVertexCoordRef(t[(k + 2) % 3]) - p;
-            const double la = a.Length(), lb = b.Length();
-            if (la > 0.0 && lb > 0.0) turn[t[k]] += std::acos(std::max(-1.0, std::min(1.0, (a * b) / (la * lb))));
-        }
-    }
+// inner vertices (a full sphere has 4 pi); `turn`: per vertex, the surface
+// angle around it.
+double InnerCurvature(const MeshAdjacency& adj, const std::vector<double>& turn) {
+    std::vector<char> boundary = _BoundaryVertices(adj);
     double curvature = 0.0;
     for (int v = 0; v < adj.vertexCount; ++v)
         if (!boundary[v] && adj.FacesEnd(v) > adj.FacesBegin(v)) curvature += 2.0 * ORVO_PI - turn[v];
@@ -156,71 +146,175 @@ struct SharedBorder {
 
 }  // namespace
 
-RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
-                            const std::vector<int>& faces, const StretchBudget& budget, bool spareThread) {
-    const double maxFaceStretch = budget.maxFaceStretch;
-    RegionLayout result;
-    TriMesh region;
-    std::vector<int> meshVertex;
-    BuildRegionChart(adj, coords, faces, region, meshVertex);
-    MeshAdjacency regionAdj;
-    regionAdj.Build(&region);
-    // A region around a hole (of the mesh, or a chart it surrounds) is cut
-    // open from hole to hole first; one with a handle or without boundary
-    // cannot be flattened.
-    std::vector<std::vector<int>> loops, cuts;
-    if (!_JoinBoundaryLoops(region, regionAdj, loops, cuts)) return result;
-    TriMesh slit;
-    MeshAdjacency slitAdj;
-    if (!cuts.empty()) {
-        _SlitChart(region, regionAdj, cuts, slit);
-        slitAdj.Build(&slit);
-        for (std::vector<int>& cut : cuts) {
-            for (int& v : cut) v = meshVertex[v];
-            result.slits.push_back(std::move(cut));
-        }
+namespace {
+
+// A tip with less than this much surface around it cannot lie flat within the
+// face limit: the faces round it would have to open to more than twice their
+// angles. It is opened to the border before the region is flattened.
+constexpr double kSharpTipTurn = 3.14159265358979323846;
+
+// Per vertex of `cut` (a copy of `from` cut open, faces and corners in the same
+// order), the mesh vertex it stands for, from the same for `from`.
+std::vector<int> CutVertexOrigins(const TriMesh& from, const std::vector<int>& fromOrigin, const TriMesh& cut) {
+    std::vector<int> origin(cut.GetVertexCount(), -1);
+    for (int f = 0; f < cut.GetTriangleCount(); ++f) {
+        const int* a = from.GetTriangle(f);
+        const int* b = cut.GetTriangle(f);
+        for (int k = 0; k < 3; ++k) origin[b[k]] = fromOrigin[a[k]];
     }
-    const TriMesh& chart = cuts.empty() ? region : slit;
-    const MeshAdjacency& chartAdj = cuts.empty() ? regionAdj : slitAdj;
-    // Most of a closed surface, however it is cut, cannot lie flat without
-    // crushing faces: not worth a flattening.
-    if (InnerCurvature(chart, chartAdj) > kMostCurvature) return result;
-    result.area = _ChartSurfaceArea(chart);
-    // An uncut region's loops are the chart's.
+    return origin;
+}
+
+// A region's chart as the flattening takes it: the mesh (face i is the
+// region's face i, corners in the mesh's order), its adjacency and boundary
+// loops, and per vertex the mesh vertex it stands for.
+struct CutChart {
+    TriMesh mesh;
+    MeshAdjacency adj;
     std::vector<std::vector<int>> holes;
-    const bool holesFound = cuts.empty() || FillMeshHole::FindHoles(&chart, &holes) == STATUS_SUCCESS;
-    if (cuts.empty()) holes.swap(loops);
+    bool holesFound = false;
+    std::vector<int> origin;
+
+    // A copy of this chart cut open along `paths` (vertex ids of this chart).
+    CutChart Cut(const std::vector<std::vector<int>>& paths) const {
+        CutChart cut;
+        _SlitChart(mesh, adj, paths, cut.mesh);
+        cut.adj.Build(&cut.mesh);
+        cut.holesFound = FillMeshHole::FindHoles(&cut.mesh, &cut.holes) == STATUS_SUCCESS;
+        cut.origin = CutVertexOrigins(mesh, origin, cut.mesh);
+        return cut;
+    }
+    // `path` (vertex ids of this chart) as mesh vertex ids.
+    std::vector<int> MeshPath(std::vector<int> path) const {
+        for (int& v : path) v = origin[v];
+        return path;
+    }
+    // Per vertex, the sum of its corner angles, from the angles of the
+    // region's faces' corners (`faces`: the region's faces, in order).
+    std::vector<double> Turns(const std::vector<int>& faces, const std::vector<double>& cornerAngles) const {
+        std::vector<double> turn(mesh.GetVertexCount(), 0.0);
+        for (int f = 0; f < mesh.GetTriangleCount(); ++f) {
+            const int* t = mesh.GetTriangle(f);
+            for (int k = 0; k < 3; ++k) turn[t[k]] += cornerAngles[3 * static_cast<size_t>(faces[f]) + k];
+        }
+        return turn;
+    }
+};
+
+// Cuts `chart` open from each of its sharp tips (`turn`: per vertex, the
+// surface angle around it) to its border or to an earlier cut, appending the
+// cuts (mesh vertex ids) to `slits`.
+void OpenSharpTips(CutChart& chart, const std::vector<double>& turn, std::vector<std::vector<int>>& slits) {
+    const std::vector<char> boundary = _BoundaryVertices(chart.adj);
+    std::vector<int> tips;
+    for (int v = 0; v < chart.adj.vertexCount; ++v)
+        if (!boundary[v] && chart.adj.FacesEnd(v) > chart.adj.FacesBegin(v) && turn[v] < kSharpTipTurn)
+            tips.push_back(v);
+    if (tips.empty()) return;
+    std::stable_sort(tips.begin(), tips.end(), [&](int a, int b) { return turn[a] < turn[b]; });
+    const std::vector<std::vector<int>> paths = _SlitPaths(chart.mesh, chart.adj, tips);
+    if (paths.empty()) return;
+    for (const std::vector<int>& path : paths) slits.push_back(chart.MeshPath(path));
+    chart = chart.Cut(paths);
+}
+
+// The layout of `chart` judged by the checks of the atlas; `uv` receives the
+// last layout tried. Returns whether it passed, -1 when no layout could be
+// made at all.
+int JudgedLayout(const CutChart& cut, double area, const StretchBudget& budget, bool spareThread,
+                 std::vector<double>& uv) {
+    const TriMesh& chart = cut.mesh;
+    const double maxFaceStretch = budget.maxFaceStretch;
     auto valid = [&](const std::vector<double>& layout) {
-        return !_HasFlippedTriangle(chart, layout) && !_BoundaryCrossesItself(holes, layout) &&
+        return !_HasFlippedTriangle(chart, layout) && !_BoundaryCrossesItself(cut.holes, layout) &&
                !_HasSqueezedTriangle(chart, layout, maxFaceStretch) &&
-               (_WindsOnce(chart, layout, holes) || !_OverlapTest(chart, layout, nullptr));
+               (_WindsOnce(chart, layout, cut.holes) || !_OverlapTest(chart, layout, nullptr));
     };
-    ChartStarts starts(chart, holes, holesFound, &chartAdj, true, spareThread);
-    std::vector<double> uv;
-    int isometricStatus = STATUS_SUCCESS;
-    if (!starts.Conformal(uv, isometricStatus)) return result;
     // A layout that fails only for a few squeezed faces is often sound once
     // they are relieved. Relief spends stretch around them: a relieved chart
     // is taken only while its own stretch stays within the budget, or it
     // would spend what the other unions need (under a tight budget that made
     // more charts, not fewer).
-    const double allowedSum = budget.maxStretch * budget.maxStretch * result.area;
+    const double allowedSum = budget.maxStretch * budget.maxStretch * area;
     auto relieved = [&](std::vector<double>& layout) {
         return _TakeRelievedLayout(chart, layout, maxFaceStretch, [&](const std::vector<double>& relief) {
             return valid(relief) && StretchSum(chart, relief) <= allowedSum;
         });
     };
-    result.valid = valid(uv) || relieved(uv);
+    ChartStarts starts(chart, cut.holes, cut.holesFound, &cut.adj, true, spareThread);
+    int isometricStatus = STATUS_SUCCESS;
+    if (!starts.Conformal(uv, isometricStatus)) return -1;
+    if (valid(uv) || relieved(uv)) return 1;
     // A conformal start that folds is often set right by one that cannot.
     std::vector<double> circle;
-    if (!result.valid && starts.Circle(circle) && (valid(circle) || relieved(circle))) {
+    if (starts.Circle(circle) && (valid(circle) || relieved(circle))) {
         uv.swap(circle);
-        result.valid = true;
+        return 1;
     }
-    result.stretchSum = StretchSum(chart, uv);
+    return 0;
+}
+
+}  // namespace
+
+std::vector<double> _CornerAngles(const MeshAdjacency& adj, const std::vector<Vector3>& coords) {
+    std::vector<double> angles(3 * static_cast<size_t>(adj.faceCount), 0.0);
+    for (int f = 0; f < adj.faceCount; ++f) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int k = 0; k < 3; ++k) {
+            const Vector3 a = coords[t[(k + 1) % 3]] - coords[t[k]], b = coords[t[(k + 2) % 3]] - coords[t[k]];
+            const double la = a.Length(), lb = b.Length();
+            if (la > 0.0 && lb > 0.0)
+                angles[3 * static_cast<size_t>(f) + k] = std::acos(std::max(-1.0, std::min(1.0, (a * b) / (la * lb))));
+        }
+    }
+    return angles;
+}
+
+RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
+                            const std::vector<double>& cornerAngles, const std::vector<int>& faces,
+                            const StretchBudget& budget, bool spareThread) {
+    RegionLayout result;
+    CutChart chart;
+    {
+        TriMesh region;
+        std::vector<int> meshVertex;
+        BuildRegionChart(adj, coords, faces, region, meshVertex);
+        MeshAdjacency regionAdj;
+        regionAdj.Build(&region);
+        // A region around a hole (of the mesh, or a chart it surrounds) is cut
+        // open from hole to hole first; one with a handle or without boundary
+        // cannot be flattened.
+        std::vector<std::vector<int>> loops, cuts;
+        if (!_JoinBoundaryLoops(region, regionAdj, loops, cuts)) return result;
+        chart.mesh = std::move(region);
+        chart.adj = std::move(regionAdj);
+        chart.origin.swap(meshVertex);
+        if (cuts.empty()) {
+            // An uncut region's loops are the chart's.
+            chart.holes.swap(loops);
+            chart.holesFound = true;
+        } else {
+            for (const std::vector<int>& cut : cuts) result.slits.push_back(chart.MeshPath(cut));
+            chart = chart.Cut(cuts);
+        }
+    }
+    std::vector<double> turn = chart.Turns(faces, cornerAngles);
+    const size_t cutsBefore = result.slits.size();
+    OpenSharpTips(chart, turn, result.slits);
+    if (result.slits.size() != cutsBefore) turn = chart.Turns(faces, cornerAngles);
+    // Most of a closed surface, however it is cut, cannot lie flat without
+    // crushing faces: not worth a flattening.
+    if (InnerCurvature(chart.adj, turn) > kMostCurvature) return result;
+    result.area = _ChartSurfaceArea(chart.mesh);
+    std::vector<double> uv;
+    const int judged = JudgedLayout(chart, result.area, budget, spareThread, uv);
+    if (judged < 0) return result;
+    result.valid = judged > 0;
+    const TriMesh& laid = chart.mesh;
+    result.stretchSum = StretchSum(laid, uv);
     result.cornerUv.resize(6 * faces.size());
-    for (int f = 0; f < chart.GetTriangleCount(); ++f) {
-        const int* t = chart.GetTriangle(f);
+    for (int f = 0; f < laid.GetTriangleCount(); ++f) {
+        const int* t = laid.GetTriangle(f);
         for (int k = 0; k < 3; ++k) {
             result.cornerUv[6 * static_cast<size_t>(f) + 2 * k] = uv[2 * t[k]];
             result.cornerUv[6 * static_cast<size_t>(f) + 2 * k + 1] = uv[2 * t[k] + 1];
@@ -241,16 +335,19 @@ struct Trial {
 
 class TrialTask : public TaskBase {
 public:
-    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const StretchBudget& budget, Trial& trial)
-        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mBudget(budget), mTrial(trial) {}
+    TrialTask(const MeshAdjacency& adj, const std::vector<Vector3>& coords, const std::vector<double>& cornerAngles,
+              const StretchBudget& budget, Trial& trial)
+        : TaskBase(TASK_TYPE_WORK), mAdj(adj), mCoords(coords), mCornerAngles(cornerAngles), mBudget(budget),
+          mTrial(trial) {}
     int Run() override {
-        mTrial.layout = _FlattenRegion(mAdj, mCoords, mTrial.faces, mBudget, mTrial.spareThread);
+        mTrial.layout = _FlattenRegion(mAdj, mCoords, mCornerAngles, mTrial.faces, mBudget, mTrial.spareThread);
         return STATUS_SUCCESS;
     }
 
 private:
     const MeshAdjacency& mAdj;
     const std::vector<Vector3>& mCoords;
+    const std::vector<double>& mCornerAngles;
     const StretchBudget& mBudget;
     Trial& mTrial;
 };
@@ -259,7 +356,8 @@ class BudgetMerger {
 public:
     BudgetMerger(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
                  const StretchBudget& budget, int regionCount, std::vector<int>& labels)
-        : mAdj(adj), mCoords(coords), mBudget(budget), mLabels(labels), mRegions(regionCount),
+        : mAdj(adj), mCoords(coords), mCornerAngles(_CornerAngles(adj, coords)), mBudget(budget), mLabels(labels),
+          mRegions(regionCount),
           mNeighbours(regionCount), mOwner(regionCount), mBusy(regionCount, 0) {
         for (int f = 0; f < adj.faceCount; ++f) {
             Region& r = mRegions[labels[f]];
@@ -491,11 +589,11 @@ private:
         }
         if (!mPool || trials.size() < 2) {
             for (Trial& t : trials)
-                t.layout = _FlattenRegion(mAdj, mCoords, t.faces, mBudget, t.spareThread);
+                t.layout = _FlattenRegion(mAdj, mCoords, mCornerAngles, t.faces, mBudget, t.spareThread);
             return;
         }
         for (Trial& t : trials) {
-            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mBudget, t);
+            auto task = std::make_unique<TrialTask>(mAdj, mCoords, mCornerAngles, mBudget, t);
             if (mPool->InsertTask(task.get()) == STATUS_SUCCESS) {
                 task.release();
             } else {
@@ -548,6 +646,7 @@ private:
 
     const MeshAdjacency& mAdj;
     const std::vector<Vector3>& mCoords;
+    const std::vector<double> mCornerAngles;  // per face corner, its angle on the surface
     const StretchBudget& mBudget;
     std::vector<int>& mLabels;
     std::vector<Region> mRegions;

@@ -54,7 +54,13 @@ struct RegionLayout {
 // With `spareThread`, the work that does not wait for the conformal start
 // (the isometric system, the circle start) runs on a thread of its own beside
 // it; the layout is the same either way.
+// `cornerAngles`: per face corner of the mesh, its angle on the surface (as
+// _CornerAngles gives them).
 RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
-                            const std::vector<int>& faces, const StretchBudget& budget, bool spareThread = false);
+                            const std::vector<double>& cornerAngles, const std::vector<int>& faces,
+                            const StretchBudget& budget, bool spareThread = false);
+
+// Per face corner (3 per face), the angle of the face at that corner.
+std::vector<double> _CornerAngles(const MeshAdjacency& adj, const std::vector<Vector3>& coords);
 
 }  // namespace ORVO
