@@ -96,7 +96,7 @@ double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
 // inner vertices (a full sphere has 4 pi); `turn`: per vertex, the surface
 // angle around it.
 double InnerCurvature(const MeshAdjacency& adj, const std::vector<double>& turn) {
-    std::vector<char> boundary = _BoundaryVertices(adj);
+    const std::vector<char> boundary = _BoundaryVertices(adj);
     double curvature = 0.0;
     for (int v = 0; v < adj.vertexCount; ++v)
         if (!boundary[v] && adj.FacesEnd(v) > adj.FacesBegin(v)) curvature += 2.0 * ORVO_PI - turn[v];
@@ -143,10 +143,6 @@ struct SharedBorder {
     double length = 0.0;
     double crease = 0.0;
 };
-
-}  // namespace
-
-namespace {
 
 // A tip with less than this much surface around it cannot lie flat within the
 // face limit: the faces round it would have to open to more than twice their
