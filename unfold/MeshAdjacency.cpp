@@ -45,11 +45,15 @@ void MeshAdjacency::Build(std::vector<int> triangleIds, int vertexCountIn) {
     }
 
     // The face across edge (a, b) is found among the faces of a: valences are
-    // small, so this is linear in practice and needs no edge hash.
+    // small, so this is linear in practice and needs no edge hash. When exactly
+    // one other face g holds the edge, f is the only face g finds across it
+    // too: the pair is set from f's side, and g's side skips the search.
     faceNeighbours.assign(triangles.size(), -1);
+    std::vector<char> done(triangles.size(), 0);
     for (int f = 0; f < faceCount; ++f) {
         const int* t = &triangles[3 * static_cast<size_t>(f)];
         for (int k = 0; k < 3; ++k) {
+            if (done[3 * static_cast<size_t>(f) + k]) continue;
             int a = t[k], b = t[(k + 1) % 3];
             if (a == b) continue;
             int found = -1, count = 0;
@@ -62,7 +66,17 @@ void MeshAdjacency::Build(std::vector<int> triangleIds, int vertexCountIn) {
                     ++count;
                 }
             }
-            faceNeighbours[3 * static_cast<size_t>(f) + k] = count == 1 ? found : -1;
+            if (count != 1) continue;
+            faceNeighbours[3 * static_cast<size_t>(f) + k] = found;
+            // g's edges between a and b (one, unless g is degenerate) see f alone.
+            const int* s = &triangles[3 * static_cast<size_t>(found)];
+            for (int j = 0; j < 3; ++j) {
+                const int c = s[j], d = s[(j + 1) % 3];
+                if ((c == a && d == b) || (c == b && d == a)) {
+                    faceNeighbours[3 * static_cast<size_t>(found) + j] = f;
+                    done[3 * static_cast<size_t>(found) + j] = 1;
+                }
+            }
         }
     }
 }
