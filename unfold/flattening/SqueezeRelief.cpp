@@ -2,6 +2,7 @@
 
 #include "unfold/flattening/SqueezeRelief.h"
 
+#include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ public:
             return false;
 
         BuildFrames();
-        BuildVertexFaces();
+        mAdj.Build(&mChart);
         CollectFreeVertices(squeezed);
         const double aim = limit * kAim;
         double lastWorst = kInfinite;
@@ -95,18 +96,6 @@ private:
         }
     }
 
-    void BuildVertexFaces() {
-        const int faces = mChart.GetTriangleCount();
-        mStart.assign(static_cast<size_t>(mChart.GetVertexCount()) + 1, 0);
-        for (int f = 0; f < faces; ++f)
-            for (int k = 0; k < 3; ++k) ++mStart[mChart.GetTriangle(f)[k] + 1];
-        for (size_t v = 1; v < mStart.size(); ++v) mStart[v] += mStart[v - 1];
-        mFaces.resize(mStart.back());
-        std::vector<int> fill(mStart.begin(), mStart.end() - 1);
-        for (int f = 0; f < faces; ++f)
-            for (int k = 0; k < 3; ++k) mFaces[fill[mChart.GetTriangle(f)[k]]++] = f;
-    }
-
     // The vertices within kReliefRings rings of the squeezed faces, nearest first.
     void CollectFreeVertices(const std::vector<int>& squeezed) {
         std::vector<int> ring(mChart.GetVertexCount(), -1);
@@ -122,8 +111,8 @@ private:
         for (size_t i = 0; i < mFree.size(); ++i) {
             const int v = mFree[i];
             if (ring[v] >= kReliefRings) continue;
-            for (int j = mStart[v]; j < mStart[v + 1]; ++j) {
-                const int* t = mChart.GetTriangle(mFaces[j]);
+            for (int j = mAdj.FacesBegin(v); j < mAdj.FacesEnd(v); ++j) {
+                const int* t = mChart.GetTriangle(mAdj.vertexFaces[j]);
                 for (int k = 0; k < 3; ++k) {
                     if (ring[t[k]] >= 0) continue;
                     ring[t[k]] = ring[v] + 1;
@@ -187,8 +176,8 @@ private:
     double VertexEnergy(int v, double* grad) const {
         double sum = 0.0;
         if (grad) grad[0] = grad[1] = 0.0;
-        for (int j = mStart[v]; j < mStart[v + 1]; ++j) {
-            const int f = mFaces[j];
+        for (int j = mAdj.FacesBegin(v); j < mAdj.FacesEnd(v); ++j) {
+            const int f = mAdj.vertexFaces[j];
             const int* t = mChart.GetTriangle(f);
             const int corner = t[0] == v ? 0 : t[1] == v ? 1 : 2;
             double g[2];
@@ -213,8 +202,8 @@ private:
         if (!std::isfinite(before) || !(length > 0.0)) return false;
         const size_t iu = 2 * static_cast<size_t>(v), iv = iu + 1;
         double shortest = kInfinite;
-        for (int j = mStart[v]; j < mStart[v + 1]; ++j) {
-            const int* t = mChart.GetTriangle(mFaces[j]);
+        for (int j = mAdj.FacesBegin(v); j < mAdj.FacesEnd(v); ++j) {
+            const int* t = mChart.GetTriangle(mAdj.vertexFaces[j]);
             for (int k = 0; k < 3; ++k) {
                 if (t[k] == v) continue;
                 const size_t o = 2 * static_cast<size_t>(t[k]);
@@ -247,7 +236,8 @@ private:
     double WorstStretch() const {
         double worst = 0.0;
         for (int v : mFree)
-            for (int j = mStart[v]; j < mStart[v + 1]; ++j) worst = std::max(worst, StretchSquared(mFaces[j]));
+            for (int j = mAdj.FacesBegin(v); j < mAdj.FacesEnd(v); ++j)
+                worst = std::max(worst, StretchSquared(mAdj.vertexFaces[j]));
         return std::sqrt(worst);
     }
 
@@ -255,7 +245,7 @@ private:
     std::vector<double>& mUv;
     double mFlatArea = 0.0;  // faces of at most this surface area have no shape to keep
     std::vector<FaceFrame> mFrames;
-    std::vector<int> mStart, mFaces;  // faces around each vertex
+    MeshAdjacency mAdj;  // for the faces around each vertex
     std::vector<int> mFree;
 };
 
