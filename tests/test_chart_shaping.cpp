@@ -279,6 +279,82 @@ TEST(ChartClustering, AnUnreachableCountIsReachedWithAWiderCone) {
     EXPECT_EQ(NonDiscRegions(p.adj, labels, 1), 0);
 }
 
+// A sheet in the unit square whose vertices are lifted or sunk by a
+// pseudo-random amount up to `bump` (in units of the grid's step): flat on
+// average, rough everywhere, like the surface of a noisy scan.
+TriMesh RoughSheet(int n, double bump) {
+    const double step = 1.0 / n;
+    return testmesh::Grid(n, n, [=](double x, double y) {
+        const double r = std::sin(12.9898 * x * n + 78.233 * y * n) * 43758.5453;
+        return bump * step * (2.0 * (r - std::floor(r)) - 1.0);
+    });
+}
+
+TEST(ChartClustering, AbsoluteCurvatureAddsUpEveryDefect) {
+    // A closed convex surface holds a sphere's curvature, 4 pi, all of one sign.
+    {
+        const TriMesh sphere = testmesh::Icosphere(3);
+        Prepared p(sphere);
+        const std::vector<double> shares = ORVO::_AbsoluteCurvatureShares(p.adj, ORVO::_CornerAngles(p.adj, p.coords));
+        double sum = 0.0;
+        for (double s : shares) {
+            EXPECT_GE(s, 0.0);
+            sum += s;
+        }
+        EXPECT_NEAR(sum, 4.0 * ORVO::ORVO_PI, 1e-9);
+    }
+    // A flat sheet holds none (its border vertices have no defect to share).
+    {
+        Prepared p(testmesh::Grid(10, 10));
+        for (double s : ORVO::_AbsoluteCurvatureShares(p.adj, ORVO::_CornerAngles(p.adj, p.coords))) EXPECT_NEAR(s, 0.0, 1e-12);
+    }
+    // On a rough sheet the defects cancel in sign but not in size: the shares
+    // add up to the sum of the inner vertices' absolute defects.
+    {
+        const int n = 12;
+        const TriMesh sheet = RoughSheet(n, 0.5);
+        Prepared p(sheet);
+        const std::vector<double> angles = ORVO::_CornerAngles(p.adj, p.coords);
+        const std::vector<double> shares = ORVO::_AbsoluteCurvatureShares(p.adj, angles);
+        std::vector<double> turn(p.adj.vertexCount, 0.0);
+        for (size_t h = 0; h < angles.size(); ++h) turn[p.adj.triangles[h]] += angles[h];
+        double expected = 0.0, net = 0.0;
+        for (int j = 1; j < n; ++j) {
+            for (int i = 1; i < n; ++i) {
+                const double defect = 2.0 * ORVO::ORVO_PI - turn[j * (n + 1) + i];
+                expected += std::fabs(defect);
+                net += defect;
+            }
+        }
+        double sum = 0.0;
+        for (double s : shares) sum += s;
+        EXPECT_NEAR(sum, expected, 1e-9 * expected);
+        EXPECT_GT(sum, 5.0 * std::fabs(net));
+    }
+}
+
+TEST(ChartClustering, TheCurvatureLimitKeepsTheSeedsOfARoughSheetSmall) {
+    const TriMesh sheet = RoughSheet(40, 0.4);
+    Prepared p(sheet);
+    const std::vector<double> shares = ORVO::_AbsoluteCurvatureShares(p.adj, ORVO::_CornerAngles(p.adj, p.coords));
+    double total = 0.0;
+    for (double s : shares) total += s;
+    ORVO::ClusteringLimits limits;
+    limits.targetCount = 1;
+    std::vector<int> labels;
+    // Its normals spread little on average: without the limit it is one chart.
+    ASSERT_EQ(ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels), 1);
+    limits.faceCurvature = &shares;
+    limits.maxCurvature = total / 10.0;
+    const int count = ORVO::_ClusterFaces(p.adj, p.geo, p.coords, limits, labels);
+    EXPECT_GE(count, 10);
+    EXPECT_LE(count, 40);
+    std::vector<double> held(count, 0.0);
+    for (int f = 0; f < p.adj.faceCount; ++f) held[labels[f]] += shares[f];
+    for (int c = 0; c < count; ++c) EXPECT_LE(held[c], limits.maxCurvature * (1.0 + 1e-12)) << c;
+    EXPECT_EQ(NonDiscRegions(p.adj, labels, count), 0);
+}
+
 // ---------------------------------------------------------------- borders
 
 TEST(BorderStraightening, AZigzagBorderBecomesAStraightOne) {

@@ -50,6 +50,29 @@ TEST(SqueezeRelief, ASpikesSqueezedFacesOpenUpAndTheRestKeepsItsShape) {
     EXPECT_GT(far, 100);
 }
 
+TEST(SqueezeRelief, ASheetWithManySpikesIsRelievedAtOnce) {
+    // Hundreds of squeezed faces around 225 spikes, each a flaw of its own:
+    // a rough scan's chart, not a strained layout.
+    const int cells = 64;
+    std::vector<std::pair<int, int>> spikes;
+    for (int j = 4; j <= 60; j += 4)
+        for (int i = 4; i <= 60; i += 4) spikes.push_back({i, j});
+    const SpikedSheet sheet(cells, spikes, 0.03);
+    std::vector<double> uv = MatchedLayout(sheet);
+    int squeezed = 0;
+    for (int f = 0; f < sheet.mesh.GetTriangleCount(); ++f) squeezed += ORVO::_FaceSpoiled(sheet.mesh, uv, f, 2.5) ? 1 : 0;
+    ASSERT_GT(squeezed, 256) << squeezed;
+    // The caller's adjacency is used as the relief's own would be.
+    ORVO::MeshAdjacency adj;
+    adj.Build(&sheet.mesh);
+    std::vector<double> given = uv;
+    ASSERT_TRUE(ORVO::_RelieveSqueezedFaces(sheet.mesh, uv, 2.5));
+    ASSERT_TRUE(ORVO::_RelieveSqueezedFaces(sheet.mesh, given, 2.5, &adj));
+    EXPECT_EQ(given, uv);
+    EXPECT_FALSE(ORVO::_HasSqueezedTriangle(sheet.mesh, uv, 2.5));
+    EXPECT_FALSE(ORVO::_HasFlippedTriangle(sheet.mesh, uv));
+}
+
 TEST(SqueezeRelief, LayoutsItCannotHelpAreLeftAlone) {
     // Nothing squeezed.
     const SpikedSheet flat(8, {}, 0.0);

@@ -9,6 +9,8 @@
 
 #include <QarnUVAtlas/TriMesh.h>
 
+#include "unfold/MeshAdjacency.h"
+
 #include <vector>
 
 namespace ORVO {
@@ -19,15 +21,18 @@ namespace ORVO {
 // layout to the chart's area again. Returns true when it moved the layout;
 // the caller checks it again (the relief may fall short, or make an outline
 // cross itself). Returns false, layout untouched, when there was nothing to
-// relieve or too much.
-bool _RelieveSqueezedFaces(const TriMesh& chart, std::vector<double>& uv, double limit);
+// relieve or too much. `adj`: the chart's adjacency when the caller has it
+// (null: it is built here).
+bool _RelieveSqueezedFaces(const TriMesh& chart, std::vector<double>& uv, double limit,
+                           const MeshAdjacency* adj = nullptr);
 
 // Relieves a copy of a layout that failed its checks and takes it in place of
 // `uv` when `passes(copy)` holds. Returns true when it was taken.
 template <class Check>
-bool _TakeRelievedLayout(const TriMesh& chart, std::vector<double>& uv, double limit, const Check& passes) {
+bool _TakeRelievedLayout(const TriMesh& chart, std::vector<double>& uv, double limit, const Check& passes,
+                         const MeshAdjacency* adj = nullptr) {
     std::vector<double> copy = uv;
-    if (!_RelieveSqueezedFaces(chart, copy, limit) || !passes(copy)) return false;
+    if (!_RelieveSqueezedFaces(chart, copy, limit, adj) || !passes(copy)) return false;
     uv.swap(copy);
     return true;
 }

@@ -86,6 +86,7 @@ public:
         const int atoms = FormAtoms(geo);
         mParent.resize(atoms);
         mArea.assign(atoms, 0.0);
+        mCurvature.assign(atoms, 0.0);
         mNormal.assign(atoms, Vector3());
         mPerimeter.assign(atoms, 0.0);
         mChi.assign(atoms, 1);
@@ -99,6 +100,7 @@ public:
         for (int f = 0; f < adj.faceCount; ++f) {
             const int c = mAtom[f];
             mArea[c] += geo.weight[f];
+            if (limits.faceCurvature) mCurvature[c] += (*limits.faceCurvature)[f];
             mNormal[c] += geo.normal[f] * geo.weight[f];
             const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
             for (int k = 0; k < 3; ++k) {
@@ -202,6 +204,7 @@ private:
     }
 
     double Cost(int a, int b, double length, double crease) const {
+        if (mLimits.maxCurvature > 0.0 && mCurvature[a] + mCurvature[b] > mLimits.maxCurvature) return -1.0;
         return _ChartMergeCost({mArea[a], mNormal[a], mPerimeter[a]}, {mArea[b], mNormal[b], mPerimeter[b]}, length,
                                crease, mLimits);
     }
@@ -312,6 +315,7 @@ private:
         }
         mParent[gone] = keep;
         mArea[keep] += mArea[gone];
+        mCurvature[keep] += mCurvature[gone];
         mNormal[keep] += mNormal[gone];
         mPerimeter[keep] += mPerimeter[gone] - 2.0 * sharedLength;
         mChi[keep] = chi;
@@ -349,6 +353,7 @@ private:
     std::vector<int> mAtom;    // per face: its atom, the first chart it belongs to
     std::vector<int> mParent;  // per atom: the atom it was merged into (itself while it leads a chart)
     std::vector<double> mArea;
+    std::vector<double> mCurvature;  // absolute curvature held (see ClusteringLimits)
     std::vector<Vector3> mNormal;
     std::vector<double> mPerimeter;
     std::vector<int> mChi;
@@ -364,6 +369,31 @@ private:
 };
 
 }  // namespace
+
+std::vector<double> _AbsoluteCurvatureShares(const MeshAdjacency& adj, const std::vector<double>& cornerAngles) {
+    std::vector<double> turn(adj.vertexCount, 0.0);
+    std::vector<char> open(adj.vertexCount, 0);  // on the mesh's boundary: no defect
+    for (int f = 0; f < adj.faceCount; ++f) {
+        for (int k = 0; k < 3; ++k) {
+            const size_t h = 3 * static_cast<size_t>(f) + k;
+            turn[adj.triangles[h]] += cornerAngles[h];
+            if (adj.faceNeighbours[h] < 0) {
+                open[adj.triangles[h]] = 1;
+                open[adj.triangles[3 * static_cast<size_t>(f) + (k + 1) % 3]] = 1;
+            }
+        }
+    }
+    std::vector<double> shares(adj.faceCount, 0.0);
+    for (int f = 0; f < adj.faceCount; ++f) {
+        for (int k = 0; k < 3; ++k) {
+            const size_t h = 3 * static_cast<size_t>(f) + k;
+            const int v = adj.triangles[h];
+            if (open[v] || !(turn[v] > 0.0)) continue;
+            shares[f] += std::fabs(2.0 * ORVO_PI - turn[v]) * cornerAngles[h] / turn[v];
+        }
+    }
+    return shares;
+}
 
 // The union's normal spread (squared, over a scale, so that it only counts
 // once the union is clearly curved) plus its roundness (perimeter squared over

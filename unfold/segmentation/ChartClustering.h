@@ -34,7 +34,20 @@ struct ClusteringLimits {
     // Edges whose two faces' normals meet at a cosine below this are creases;
     // two charts whose shared border is mostly crease are not merged. -2: none.
     double creaseCosine = -2.0;
+    // Per face, its share of the curvature of its corners (as
+    // _AbsoluteCurvatureShares gives it); with a positive maxCurvature no
+    // chart gathers more than that in total (radians). Null: no limit.
+    const std::vector<double>* faceCurvature = nullptr;
+    double maxCurvature = 0.0;
 };
+
+// Per face, its share of the absolute angle defects |2 pi - angle sum| of the
+// inner vertices at its corners, each vertex's defect shared among its faces
+// by their corner angles there (`cornerAngles` as _CornerAngles gives them);
+// summed over a chart, the absolute curvature it holds. Unlike the spread of
+// its normals, this does not cancel out over the spikes and pits of a noisy
+// scan.
+std::vector<double> _AbsoluteCurvatureShares(const MeshAdjacency& adj, const std::vector<double>& cornerAngles);
 
 // What the merge cost looks at in a chart: its area, its area-weighted normal
 // sum and the length of its border with other charts (mesh boundary excluded).

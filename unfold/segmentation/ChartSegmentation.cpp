@@ -33,6 +33,15 @@ constexpr double kSeedSpreadScale = 0.6;
 constexpr double kSeedSpreadMin = 0.03;
 constexpr double kSeedSpreadMax = 0.18;
 constexpr double kBudgetSpread = 2.0;
+// A seed on a noisy scan can hold dozens of spheres' worth of curvature in
+// spikes and pits that cancel out in its mean normal. No layout of it keeps
+// every face within the face limit, and the atlas then carves it into
+// hundreds of small charts, whose outlines are most of the seams. Under a
+// budget seeds stop growing at this much absolute curvature (radians, about
+// twelve spheres'): on the shared meshes only the largest seeds of the two
+// noisiest scans were above it (up to 950 and 235), those of clean scans stay
+// well below (at most 122).
+constexpr double kSeedMostCurvature = 150.0;
 // Automatic charts do not grow across edges whose faces meet at more than 80
 // degrees: a box splits at its edges, while the sharp ridges of a noisy scan
 // do not cut it up.
@@ -57,6 +66,7 @@ int _GenerateChartSplitLines(const TriMesh* mesh, const ChartSegmentation& reque
 
     const bool budgeted = request.maxStretch > 0.0;
     ClusteringLimits limits;
+    std::vector<double> cornerAngles, curvature;  // under a budget only
     if (budgeted) {
         limits.targetCount = 1;
         // Seeds may be the more curved, the more stretch the budget allows:
@@ -64,6 +74,10 @@ int _GenerateChartSplitLines(const TriMesh* mesh, const ChartSegmentation& reque
         limits.maxSpread = std::clamp(kSeedSpreadScale * std::sqrt(request.maxStretch - 1.0), kSeedSpreadMin,
                                       kSeedSpreadMax);
         if (request.automatic) limits.creaseCosine = kCreaseCosine;
+        cornerAngles = _CornerAngles(adj, coords);
+        curvature = _AbsoluteCurvatureShares(adj, cornerAngles);
+        limits.faceCurvature = &curvature;
+        limits.maxCurvature = kSeedMostCurvature;
     } else {
         limits.targetCount = std::max(1, request.chartCount);
         limits.maxSpread = kCountSpread;
@@ -85,6 +99,7 @@ int _GenerateChartSplitLines(const TriMesh* mesh, const ChartSegmentation& reque
         budget.limits.maxSpread = kBudgetSpread;
         if (request.automatic) budget.limits.creaseCosine = kCreaseCosine;
         budget.threadCount = request.threadCount;
+        budget.cornerAngles = &cornerAngles;
         // The flattenings tried here would report progress of their own.
         ApiProgress::Get().Suspend();
         count = _MergeWithinStretchBudget(adj, geo, coords, budget, count, labels, layout, slits);

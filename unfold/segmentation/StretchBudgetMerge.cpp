@@ -233,9 +233,10 @@ int JudgedLayout(const CutChart& cut, double area, const StretchBudget& budget, 
     // more charts, not fewer).
     const double allowedSum = budget.maxStretch * budget.maxStretch * area;
     auto relieved = [&](std::vector<double>& layout) {
-        return _TakeRelievedLayout(chart, layout, maxFaceStretch, [&](const std::vector<double>& relief) {
-            return valid(relief) && StretchSum(chart, relief) <= allowedSum;
-        });
+        return _TakeRelievedLayout(
+            chart, layout, maxFaceStretch,
+            [&](const std::vector<double>& relief) { return valid(relief) && StretchSum(chart, relief) <= allowedSum; },
+            &cut.adj);
     };
     ChartStarts starts(chart, cut.holes, cut.holesFound, &cut.adj, true, spareThread);
     int isometricStatus = STATUS_SUCCESS;
@@ -352,7 +353,9 @@ class BudgetMerger {
 public:
     BudgetMerger(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
                  const StretchBudget& budget, int regionCount, std::vector<int>& labels)
-        : mAdj(adj), mCoords(coords), mCornerAngles(_CornerAngles(adj, coords)), mBudget(budget), mLabels(labels),
+        : mAdj(adj), mCoords(coords),
+          mCornerAngles(budget.cornerAngles ? *budget.cornerAngles : _CornerAngles(adj, coords)), mBudget(budget),
+          mLabels(labels),
           mRegions(regionCount),
           mNeighbours(regionCount), mOwner(regionCount), mBusy(regionCount, 0) {
         for (int f = 0; f < adj.faceCount; ++f) {

@@ -24,6 +24,9 @@ struct StretchBudget {
     ClusteringLimits limits;
     // Worker threads for flattening candidates; 0: derived from the processors.
     int threadCount = 0;
+    // The mesh's corner angles as _CornerAngles gives them, when the caller
+    // has them already; null: they are computed here.
+    const std::vector<double>* cornerAngles = nullptr;
 };
 
 // Updates `labels` (one per face, 0 .. regionCount-1, every region an
