@@ -44,6 +44,9 @@ public:
     // `adj`: the chart's adjacency, or null to build it here.
     Relief(const TriMesh& chart, std::vector<double>& uv, const MeshAdjacency* adj)
         : mChart(chart), mUv(uv), mGiven(adj) {}
+    // It may point at its own adjacency: not to be copied.
+    Relief(const Relief&) = delete;
+    Relief& operator=(const Relief&) = delete;
 
     bool Run(double limit) {
         const int faces = mChart.GetTriangleCount();
