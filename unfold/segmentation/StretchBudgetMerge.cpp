@@ -354,7 +354,8 @@ public:
     BudgetMerger(const MeshAdjacency& adj, const FaceGeometry& geo, const std::vector<Vector3>& coords,
                  const StretchBudget& budget, int regionCount, std::vector<int>& labels)
         : mAdj(adj), mCoords(coords),
-          mCornerAngles(budget.cornerAngles ? *budget.cornerAngles : _CornerAngles(adj, coords)), mBudget(budget),
+          mOwnAngles(budget.cornerAngles ? std::vector<double>() : _CornerAngles(adj, coords)),
+          mCornerAngles(budget.cornerAngles ? *budget.cornerAngles : mOwnAngles), mBudget(budget),
           mLabels(labels),
           mRegions(regionCount),
           mNeighbours(regionCount), mOwner(regionCount), mBusy(regionCount, 0) {
@@ -645,7 +646,8 @@ private:
 
     const MeshAdjacency& mAdj;
     const std::vector<Vector3>& mCoords;
-    const std::vector<double> mCornerAngles;  // per face corner, its angle on the surface
+    const std::vector<double> mOwnAngles;  // when the caller had none
+    const std::vector<double>& mCornerAngles;  // per face corner, its angle on the surface
     const StretchBudget& mBudget;
     std::vector<int>& mLabels;
     std::vector<Region> mRegions;
