@@ -599,6 +599,35 @@ TEST(ChartCarving, SpoiledSpotsAreCarvedOutAsSmallDiscs) {
     }
 }
 
+TEST(ChartCarving, ASpikeLosesTheRingRoundItsTipAlone) {
+    // The faces at the tip are squeezed, and only those: carving the ring of
+    // each of their corners would take out the tip's neighbours' rings too,
+    // whose outline is twice as long.
+    const int cells = 12, tip = 6 * (cells + 1) + 6;
+    const shapemesh::SpikedSheet sheet(cells, {{6, 6}}, 0.3);
+    std::vector<int> labels;
+    ASSERT_TRUE(ORVO::_CarveSpoiledPatches(sheet.mesh, sheet.uv, 2.5, {}, 0.3, labels));
+    Prepared p(sheet.mesh);
+    int carved = 0;
+    for (int f = 0; f < p.adj.faceCount; ++f) {
+        const int* t = sheet.mesh.GetTriangle(f);
+        const bool atTip = t[0] == tip || t[1] == tip || t[2] == tip;
+        EXPECT_EQ(labels[f], atTip ? 1 : 0) << f;
+        carved += labels[f];
+    }
+    EXPECT_EQ(carved, p.adj.FacesEnd(tip) - p.adj.FacesBegin(tip));
+    // A face spoiled on its own (no corner where spoiled faces gather) still
+    // takes the faces round all its corners: the whole of them, and no more.
+    std::vector<int> ring;
+    const int lone = 2 * p.adj.faceCount / 3;
+    ASSERT_TRUE(ORVO::_CarveSpoiledPatches(sheet.mesh, sheet.uv, 1e9, {lone}, 0.3, ring));
+    std::set<int> expected;
+    const int* t = sheet.mesh.GetTriangle(lone);
+    for (int k = 0; k < 3; ++k)
+        for (int i = p.adj.FacesBegin(t[k]); i < p.adj.FacesEnd(t[k]); ++i) expected.insert(p.adj.vertexFaces[i]);
+    for (int f = 0; f < p.adj.faceCount; ++f) EXPECT_EQ(ring[f], expected.count(f) ? 1 : 0) << f;
+}
+
 TEST(ChartCarving, NothingIsCarvedFromASoundOrAWhollySpoiledChart) {
     std::vector<int> labels;
     const shapemesh::SpikedSheet flat(8, {}, 0.0);

@@ -10,6 +10,17 @@
 namespace ORVO {
 namespace {
 
+// A spike's spoiled faces gather round its tip. A spoiled face is carved with
+// the faces around those of its corners where at least this share of the
+// faces are spoiled (the tip), or around all three corners when none is such
+// a gathering point. Carving the tip's ring alone, rather than the rings of
+// its neighbours too, shortened the seams of a noisy scan under a budget by a
+// tenth (shares from a quarter to 0.6 alike; counting only corners whose every
+// face is spoiled gained a third as much). Above a third, so that the
+// neighbours of a tip on a regular grid (two spoiled faces of six) are not
+// taken for tips themselves.
+constexpr double kGatheredShare = 0.4;
+
 // Wedges of faces labelled `label` around v: such faces, less the edges at v
 // with that label on both sides; a whole ring around an inner vertex is one.
 int Wedges(const MeshAdjacency& adj, const std::vector<int>& labels, int v, int label) {
@@ -44,15 +55,26 @@ bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, d
     for (int f = 0; f < faces; ++f)
         if (_FaceSpoiled(chart, uv, f, maxFaceStretch)) spoiled[f] = 1;
 
-    // Each spoiled face with every face that shares a corner with it.
+    // The corners where spoiled faces gather.
+    std::vector<char> gathering(adj.vertexCount, 0);
+    for (int v = 0; v < adj.vertexCount; ++v) {
+        int bad = 0;
+        for (int i = adj.FacesBegin(v); i < adj.FacesEnd(v); ++i) bad += spoiled[adj.vertexFaces[i]] ? 1 : 0;
+        gathering[v] = bad > 0 && bad >= kGatheredShare * (adj.FacesEnd(v) - adj.FacesBegin(v));
+    }
+    // Each spoiled face with every face around its gathering corners, or
+    // around all its corners when it has none.
     labels.assign(faces, 0);
     bool any = false;
     for (int f = 0; f < faces; ++f) {
         if (!spoiled[f]) continue;
         any = true;
         const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
-        for (int k = 0; k < 3; ++k)
+        const bool gathered = gathering[t[0]] || gathering[t[1]] || gathering[t[2]];
+        for (int k = 0; k < 3; ++k) {
+            if (gathered && !gathering[t[k]]) continue;
             for (int i = adj.FacesBegin(t[k]); i < adj.FacesEnd(t[k]); ++i) labels[adj.vertexFaces[i]] = 1;
+        }
     }
     if (!any) return false;
 

@@ -16,7 +16,9 @@ namespace ORVO {
 
 // Labels the faces of `chart` whose layout `uv` spoils it: faces flipped,
 // squeezed beyond `maxFaceStretch` (texture to surface) or listed in
-// `overlapFaces`, each with the faces around its corners, and then enough
+// `overlapFaces`, each with the faces around those of its corners where
+// spoiled faces gather (two fifths of the faces there or more; all three corners
+// when there is no such corner), and then enough
 // further faces that neither the carved patches nor the rest of the chart
 // meet themselves at a single vertex. Fills `labels` (1: carved, 0: kept) and
 // returns true; returns false, `labels` unspecified, when no face is spoiled
