@@ -17,12 +17,12 @@ namespace ORVO {
 // Labels the faces of `chart` whose layout `uv` spoils it: faces flipped,
 // squeezed beyond `maxFaceStretch` (texture to surface) or listed in
 // `overlapFaces`, each with the faces around those of its corners where
-// spoiled faces gather (two fifths of the faces there or more; all three corners
-// when there is no such corner), and then enough
-// further faces that neither the carved patches nor the rest of the chart
-// meet themselves at a single vertex. Fills `labels` (1: carved, 0: kept) and
-// returns true; returns false, `labels` unspecified, when no face is spoiled
-// or the patches would take more than `maxShare` of the chart's area.
+// spoiled faces gather (two fifths of the faces there or more; all three
+// corners when there is no such corner), and then enough further faces that
+// neither the carved patches nor the rest of the chart meet themselves at a
+// single vertex. Fills `labels` (1: carved, 0: kept) and returns true;
+// returns false, `labels` unspecified, when no face is spoiled or the patches
+// would take more than `maxShare` of the chart's area.
 bool _CarveSpoiledPatches(const TriMesh& chart, const std::vector<double>& uv, double maxFaceStretch,
                           const std::vector<int>& overlapFaces, double maxShare, std::vector<int>& labels);
 
