@@ -482,7 +482,7 @@ TEST(ChartSlits, SlitsFromSeveralTipsJoinTheBorderOrEachOther) {
     const std::vector<int> tips = {vertex(3, 6), vertex(4, 6), vertex(9, 8), vertex(0, 5)};
     const std::vector<std::vector<int>> paths = ORVO::_SlitPaths(sheet, adj, tips);
     ASSERT_EQ(paths.size(), 3u);
-    const std::vector<char> border = ORVO::_BoundaryVertices(adj);
+    const std::vector<char> border = adj.BoundaryVertices();
     std::set<int> cut;
     for (size_t p = 0; p < paths.size(); ++p) {
         EXPECT_EQ(paths[p].front(), tips[p]);
@@ -499,7 +499,7 @@ TEST(ChartSlits, SlitsFromSeveralTipsJoinTheBorderOrEachOther) {
     EXPECT_EQ(loops.size(), 1u);
     MeshAdjacency slitAdj;
     slitAdj.Build(&slit);
-    const std::vector<char> slitBorder = ORVO::_BoundaryVertices(slitAdj);
+    const std::vector<char> slitBorder = slitAdj.BoundaryVertices();
     for (int tip : tips) EXPECT_TRUE(slitBorder[tip]) << tip;
 }
 

@@ -81,4 +81,14 @@ void MeshAdjacency::Build(std::vector<int> triangleIds, int vertexCountIn) {
     }
 }
 
+std::vector<char> MeshAdjacency::BoundaryVertices() const {
+    std::vector<char> boundary(vertexCount, 0);
+    for (int h = 0; h < 3 * faceCount; ++h) {
+        if (faceNeighbours[h] >= 0) continue;
+        boundary[triangles[h]] = 1;
+        boundary[triangles[3 * (h / 3) + (h % 3 + 1) % 3]] = 1;
+    }
+    return boundary;
+}
+
 }  // namespace ORVO

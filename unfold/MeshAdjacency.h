@@ -24,6 +24,9 @@ struct MeshAdjacency {
 
     int FacesBegin(int v) const { return vertexFaceStart[v]; }
     int FacesEnd(int v) const { return vertexFaceStart[v + 1]; }
+    // Per vertex, 1 when it ends an edge without a face across (the boundary,
+    // or an edge shared by more than two faces).
+    std::vector<char> BoundaryVertices() const;
 };
 
 }  // namespace ORVO

@@ -2,7 +2,6 @@
 
 #include "unfold/flattening/SqueezeRelief.h"
 
-#include "unfold/MeshAdjacency.h"
 #include "unfold/flattening/ChartLayout.h"
 
 #include <algorithm>

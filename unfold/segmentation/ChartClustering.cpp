@@ -372,17 +372,8 @@ private:
 
 std::vector<double> _AbsoluteCurvatureShares(const MeshAdjacency& adj, const std::vector<double>& cornerAngles) {
     std::vector<double> turn(adj.vertexCount, 0.0);
-    std::vector<char> open(adj.vertexCount, 0);  // on the mesh's boundary: no defect
-    for (int f = 0; f < adj.faceCount; ++f) {
-        for (int k = 0; k < 3; ++k) {
-            const size_t h = 3 * static_cast<size_t>(f) + k;
-            turn[adj.triangles[h]] += cornerAngles[h];
-            if (adj.faceNeighbours[h] < 0) {
-                open[adj.triangles[h]] = 1;
-                open[adj.triangles[3 * static_cast<size_t>(f) + (k + 1) % 3]] = 1;
-            }
-        }
-    }
+    for (size_t h = 0; h < 3 * static_cast<size_t>(adj.faceCount); ++h) turn[adj.triangles[h]] += cornerAngles[h];
+    const std::vector<char> open = adj.BoundaryVertices();  // on the mesh's boundary: no defect
     std::vector<double> shares(adj.faceCount, 0.0);
     for (int f = 0; f < adj.faceCount; ++f) {
         for (int k = 0; k < 3; ++k) {

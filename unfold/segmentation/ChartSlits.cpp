@@ -131,20 +131,10 @@ int OppositeBoundaryVertex(const TriMesh& chart, const MeshAdjacency& adj, int v
 
 }  // namespace
 
-std::vector<char> _BoundaryVertices(const MeshAdjacency& adj) {
-    std::vector<char> boundary(adj.vertexCount, 0);
-    for (int h = 0; h < 3 * adj.faceCount; ++h) {
-        if (adj.faceNeighbours[h] >= 0) continue;
-        boundary[adj.triangles[h]] = 1;
-        boundary[adj.triangles[3 * (h / 3) + (h % 3 + 1) % 3]] = 1;
-    }
-    return boundary;
-}
-
 int _WorstInnerVertex(const TriMesh& chart, const std::vector<double>& uv, double maxFaceStretch, bool conesOnly) {
     MeshAdjacency adj;
     adj.Build(&chart);
-    const std::vector<char> boundary = _BoundaryVertices(adj);
+    const std::vector<char> boundary = adj.BoundaryVertices();
     std::vector<double> score(adj.vertexCount, 0.0);
     for (int f = 0; f < adj.faceCount; ++f) {
         const double s = FaceScore(chart, uv, f);
@@ -175,11 +165,11 @@ int _WorstInnerVertex(const TriMesh& chart, const std::vector<double>& uv, doubl
 std::vector<int> _SlitPath(const TriMesh& chart, int start, const std::vector<char>& avoid) {
     MeshAdjacency adj;
     adj.Build(&chart);
-    return CheapestPathToBoundary(chart, adj, _BoundaryVertices(adj), start, avoid, -1);
+    return CheapestPathToBoundary(chart, adj, adj.BoundaryVertices(), start, avoid, -1);
 }
 
 std::vector<std::vector<int>> _SlitPaths(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<int>& starts) {
-    const std::vector<char> boundary = _BoundaryVertices(adj);
+    const std::vector<char> boundary = adj.BoundaryVertices();
     std::vector<char> cut(adj.vertexCount, 0);
     std::vector<char> sources(adj.vertexCount, 0);
     const std::vector<char> none;
@@ -201,7 +191,7 @@ std::vector<std::vector<int>> _SlitPaths(const TriMesh& chart, const MeshAdjacen
 bool _SplitThroughVertex(const TriMesh& chart, int apex, std::vector<int>& labels) {
     MeshAdjacency adj;
     adj.Build(&chart);
-    const std::vector<char> boundary = _BoundaryVertices(adj);
+    const std::vector<char> boundary = adj.BoundaryVertices();
     const std::vector<char> none;
     const std::vector<int> first = CheapestPathToBoundary(chart, adj, boundary, apex, none, -1);
     if (first.size() < 2) return false;
@@ -268,7 +258,7 @@ bool _JoinBoundaryLoops(const TriMesh& chart, const MeshAdjacency& adj, std::vec
     if (usedVertices - edges + adj.faceCount + static_cast<int>(loops.size()) != 2) return false;
     if (loops.size() == 1) return true;
 
-    const std::vector<char> boundary = _BoundaryVertices(adj);
+    const std::vector<char> boundary = adj.BoundaryVertices();
     std::vector<int> loopOf(adj.vertexCount, -1);
     for (size_t l = 0; l < loops.size(); ++l)
         for (int v : loops[l]) loopOf[v] = static_cast<int>(l);

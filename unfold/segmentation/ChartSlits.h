@@ -32,9 +32,6 @@ std::vector<int> _SlitPath(const TriMesh& chart, int start, const std::vector<ch
 // Cut open along them, the chart stays one piece with every start on its border.
 std::vector<std::vector<int>> _SlitPaths(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<int>& starts);
 
-// Per vertex, 1 when it lies on the chart's boundary.
-std::vector<char> _BoundaryVertices(const MeshAdjacency& adj);
-
 // Splits the chart's faces in two along a cut from boundary to boundary
 // through vertex `apex` (two slits leaving it on different paths), so that the
 // apex ends on the border of both parts. Fills `labels` (0 or 1 per face) and

@@ -96,7 +96,7 @@ double StretchSum(const TriMesh& chart, const std::vector<double>& uv) {
 // inner vertices (a full sphere has 4 pi); `turn`: per vertex, the surface
 // angle around it.
 double InnerCurvature(const MeshAdjacency& adj, const std::vector<double>& turn) {
-    const std::vector<char> boundary = _BoundaryVertices(adj);
+    const std::vector<char> boundary = adj.BoundaryVertices();
     double curvature = 0.0;
     for (int v = 0; v < adj.vertexCount; ++v)
         if (!boundary[v] && adj.FacesEnd(v) > adj.FacesBegin(v)) curvature += 2.0 * ORVO_PI - turn[v];
@@ -205,7 +205,7 @@ struct CutChart {
 // surface angle around it) to its border or to an earlier cut, appending the
 // cuts (mesh vertex ids) to `slits`.
 void OpenSharpTips(CutChart& chart, const std::vector<double>& turn, std::vector<std::vector<int>>& slits) {
-    const std::vector<char> boundary = _BoundaryVertices(chart.adj);
+    const std::vector<char> boundary = chart.adj.BoundaryVertices();
     std::vector<int> tips;
     for (int v = 0; v < chart.adj.vertexCount; ++v)
         if (!boundary[v] && chart.adj.FacesEnd(v) > chart.adj.FacesBegin(v) && turn[v] < kSharpTipTurn)
