@@ -47,9 +47,12 @@ double FaceScore(const TriMesh& chart, const std::vector<double>& uv, int f) {
 // passing only through inner vertices (a source may lie on the boundary)
 // not marked in `avoid` (when not empty). Vertex ids from the end back to a
 // source; empty when no end is reached.
+// `weights`, when given, holds the weight of every half-edge (see
+// HalfEdgeWeights), for searches that run many times on one chart.
 template <class IsEnd>
 std::vector<int> CheapestPath(const TriMesh& chart, const MeshAdjacency& adj, const std::vector<char>& boundary,
-                              const std::vector<char>& sources, const std::vector<char>& avoid, IsEnd isEnd) {
+                              const std::vector<char>& sources, const std::vector<char>& avoid, IsEnd isEnd,
+                              const std::vector<double>* weights = nullptr) {
     std::vector<double> cost(adj.vertexCount, -1.0);
     std::vector<int> previous(adj.vertexCount, -1);
     using Entry = std::pair<double, int>;
@@ -79,11 +82,16 @@ std::vector<int> CheapestPath(const TriMesh& chart, const MeshAdjacency& adj, co
                 for (int e : {k, (k + 2) % 3}) {
                     const int w = t[e] == u ? t[(e + 1) % 3] : t[e];
                     if (sources[w] || (!avoid.empty() && avoid[w])) continue;
-                    const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
-                    const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
-                    const double next = c + _BorderEdgeWeight(
-                                                (chart.GetVertexCoordRef(w) - chart.GetVertexCoordRef(u)).Length(),
-                                                cosine);
+                    double weight;
+                    if (weights) {
+                        weight = (*weights)[3 * static_cast<size_t>(f) + e];
+                    } else {
+                        const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
+                        const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
+                        weight = _BorderEdgeWeight((chart.GetVertexCoordRef(w) - chart.GetVertexCoordRef(u)).Length(),
+                                                   cosine);
+                    }
+                    const double next = c + weight;
                     if (cost[w] >= 0.0 && cost[w] <= next) continue;
                     cost[w] = next;
                     previous[w] = u;
@@ -95,6 +103,24 @@ std::vector<int> CheapestPath(const TriMesh& chart, const MeshAdjacency& adj, co
     std::vector<int> path;
     for (int v = reached; v >= 0; v = previous[v]) path.push_back(v);
     return path;
+}
+
+// The weight CheapestPath gives each half-edge (edge e of face f at 3 f + e),
+// as it would compute it on the way.
+std::vector<double> HalfEdgeWeights(const TriMesh& chart, const MeshAdjacency& adj) {
+    std::vector<Vector3> normals(adj.faceCount);
+    for (int f = 0; f < adj.faceCount; ++f) normals[f] = FaceNormal(chart, f);
+    std::vector<double> weights(3 * static_cast<size_t>(adj.faceCount));
+    for (int f = 0; f < adj.faceCount; ++f) {
+        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+        for (int e = 0; e < 3; ++e) {
+            const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
+            const double cosine = g >= 0 ? normals[f] * normals[g] : 1.0;
+            weights[3 * static_cast<size_t>(f) + e] = _BorderEdgeWeight(
+                (chart.GetVertexCoordRef(t[(e + 1) % 3]) - chart.GetVertexCoordRef(t[e])).Length(), cosine);
+        }
+    }
+    return weights;
 }
 
 // Cheapest path from inner vertex `start` to the boundary (to `target` when
@@ -266,11 +292,13 @@ bool _JoinBoundaryLoops(const TriMesh& chart, const MeshAdjacency& adj, std::vec
     joined[0] = 1;
     for (int v : loops[0]) source[v] = 1;
     // Each round: cheapest path from what is joined so far to another loop.
+    // Holed scans join dozens of loops: the weights are worked out once.
     const std::vector<char> none;
+    const std::vector<double> weights = loops.size() > 2 ? HalfEdgeWeights(chart, adj) : std::vector<double>();
     for (size_t round = 1; round < loops.size(); ++round) {
-        const std::vector<int> path = CheapestPath(chart, adj, boundary, source, none, [&](int v) {
-            return loopOf[v] >= 0 && !joined[loopOf[v]];
-        });
+        const std::vector<int> path = CheapestPath(
+            chart, adj, boundary, source, none, [&](int v) { return loopOf[v] >= 0 && !joined[loopOf[v]]; },
+            weights.empty() ? nullptr : &weights);
         if (path.empty()) return false;
         joined[loopOf[path.front()]] = 1;
         for (int v : loops[loopOf[path.front()]]) source[v] = 1;
