@@ -194,22 +194,44 @@ bool _HasFlippedTriangle(const TriMesh& chart, const std::vector<double>& uv) {
 }
 
 // Whether any boundary loop crosses itself in the plane. Neighbouring edges
-// (and the first with the last) share an end and are not compared.
+// (and the first with the last) share an end and are not compared. Only edges
+// whose bounding boxes meet are compared: a sweep along u finds them, so that
+// the outlines of large charts, checked after every settling step, cost about
+// their length rather than its square.
 bool _BoundaryCrossesItself(const std::vector<std::vector<int>>& holes, const std::vector<double>& uv) {
     for (const std::vector<int>& loop : holes) {
         const size_t n = loop.size();
         if (n < 4) continue;
         std::vector<double> px(n), py(n), dx(n), dy(n);
+        std::vector<double> lowU(n), highU(n), lowV(n), highV(n);
+        double extent = 0.0;
         for (size_t i = 0; i < n; ++i) {
             int a = loop[i], b = loop[(i + 1) % n];
             px[i] = uv[2 * a];
             py[i] = uv[2 * a + 1];
             dx[i] = uv[2 * a] - uv[2 * b];
             dy[i] = uv[2 * a + 1] - uv[2 * b + 1];
+            extent = std::max({extent, std::fabs(px[i]), std::fabs(py[i])});
         }
+        // Boxes a little larger than the edges: the crossing test below is
+        // exact only up to rounding, and a pair it would report must be compared.
+        const double margin = 1e-9 * extent;
         for (size_t i = 0; i < n; ++i) {
-            for (size_t j = i + 2; j < n; ++j) {
-                if (i == 0 && j == n - 1) continue;
+            lowU[i] = std::min(px[i], px[i] - dx[i]) - margin;
+            highU[i] = std::max(px[i], px[i] - dx[i]) + margin;
+            lowV[i] = std::min(py[i], py[i] - dy[i]) - margin;
+            highV[i] = std::max(py[i], py[i] - dy[i]) + margin;
+        }
+        std::vector<size_t> order(n);
+        for (size_t i = 0; i < n; ++i) order[i] = i;
+        std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return lowU[a] < lowU[b]; });
+        for (size_t k = 0; k < n; ++k) {
+            const size_t a = order[k];
+            for (size_t m = k + 1; m < n && lowU[order[m]] <= highU[a]; ++m) {
+                const size_t b = order[m];
+                if (lowV[b] > highV[a] || lowV[a] > highV[b]) continue;
+                const size_t i = std::min(a, b), j = std::max(a, b);
+                if (j == i + 1 || (i == 0 && j == n - 1)) continue;
                 double denom = dx[i] * dy[j] - dy[i] * dx[j];
                 if (std::fabs(denom) < 1e-15) continue;
                 // p_i - s d_i = p_j - t d_j, solved for s and t.
