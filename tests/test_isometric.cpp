@@ -170,6 +170,82 @@ TEST(OptimizeIsometric, ChartStartsMadeBesideMatchThoseMadeInTurn) {
     EXPECT_FALSE(closed.Circle(nothing));
 }
 
+// ---- settling without crossing the outline ------------------------------------------
+
+// A flat-faceted strip wound round a low cone through 8 radians: it unrolls
+// into a ring sector of about 435 degrees, whose ends lap over each other.
+TriMesh LappingConeStrip() {
+    const int facets = 30;
+    const Vector3 apex(0.0, 0.0, 0.5);
+    std::vector<Vector3> inner, outer;
+    for (int k = 0; k <= facets; ++k) {
+        const double t = 8.0 * k / facets;
+        const Vector3 base(1.5 * std::cos(t), 1.5 * std::sin(t), 0.0);
+        inner.push_back(apex + (base - apex) * 0.2);
+        outer.push_back(base);
+    }
+    return MakeFoldedStrip(inner, outer, 2, 10, 71u);
+}
+
+// Settled freely from the circle start the lapping strip nears its isometry,
+// and its outline crosses; settled from the same start without crossing it
+// stays one sheet (no face flipped, none over another) and still loses most of
+// the start's distortion.
+TEST(OptimizeIsometric, ACircleStartSettledWithoutCrossingStaysOneSheet) {
+    const TriMesh strip = LappingConeStrip();
+    std::vector<std::vector<int>> holes;
+    ASSERT_EQ(ORVO::FillMeshHole::FindHoles(&strip, &holes), 0);
+    ASSERT_EQ(holes.size(), 1u);
+    const int steps = 100;
+    std::vector<double> start;
+    ASSERT_TRUE(ORVO::_CircleStart(strip, holes, start));
+    ORVO::IsometricSystem system;
+    ASSERT_EQ(system.Prepare(strip, nullptr), 0);
+    std::vector<double> free = start;
+    ASSERT_EQ(ORVO::_SettleLayout(strip, free, steps, &system), 0);
+    ASSERT_TRUE(ORVO::_BoundaryCrossesItself(holes, free));
+
+    std::vector<double> uv = start;
+    ASSERT_TRUE(ORVO::_SettleWithoutCrossing(strip, holes, uv, steps, system));
+    EXPECT_EQ(FlippedCount(strip, uv), 0);
+    EXPECT_FALSE(ORVO::_BoundaryCrossesItself(holes, uv));
+    EXPECT_FALSE(ORVO::_OverlapTest(strip, uv, nullptr));
+    std::vector<double> scaledStart = start;
+    ORVO::_MatchSurfaceArea(strip, scaledStart);
+    EXPECT_LT(AreaDistortion(strip, uv), 0.3 * AreaDistortion(strip, scaledStart));
+
+    // A start that crosses already is refused and left as it is, and so is
+    // any start with a system not prepared.
+    std::vector<double> crossed = free;
+    EXPECT_FALSE(ORVO::_SettleWithoutCrossing(strip, holes, crossed, steps, system));
+    EXPECT_EQ(crossed, free);
+    ORVO::IsometricSystem unprepared;
+    std::vector<double> untouched = start;
+    EXPECT_FALSE(ORVO::_SettleWithoutCrossing(strip, holes, untouched, steps, unprepared));
+    EXPECT_EQ(untouched, start);
+}
+
+// Where the free settling never crosses, settling without crossing takes every
+// step whole: a developable piece becomes the same isometry either way.
+TEST(OptimizeIsometric, WithoutCrossingADevelopablePieceStillBecomesAnIsometry) {
+    const TriMesh piece = MakeCylinderPiece(6, 2.4, 1.0, 1.5, 4, 12, 21u);
+    std::vector<std::vector<int>> holes;
+    ASSERT_EQ(ORVO::FillMeshHole::FindHoles(&piece, &holes), 0);
+    std::vector<double> start;
+    ASSERT_TRUE(ORVO::_CircleStart(piece, holes, start));
+    ORVO::IsometricSystem system;
+    ASSERT_EQ(system.Prepare(piece, nullptr), 0);
+    const int steps = 40;
+    std::vector<double> guarded = start;
+    ASSERT_TRUE(ORVO::_SettleWithoutCrossing(piece, holes, guarded, steps, system));
+    // The free settling from the same start at the same scale.
+    std::vector<double> free = start;
+    ORVO::_MatchSurfaceArea(piece, free);
+    ASSERT_EQ(ORVO::_SettleLayout(piece, free, steps, &system), 0);
+    EXPECT_LT(WorstEdgeStretch(piece, guarded), 1e-3);
+    for (size_t k = 0; k < free.size(); ++k) EXPECT_NEAR(guarded[k], free[k], 1e-9) << k;
+}
+
 // ---- pins and fixed points -------------------------------------------------------
 
 TEST(OptimizeIsometric, AnExactIsometricLayoutStaysWhereItIs) {

@@ -148,6 +148,38 @@ int _SettleLayout(const TriMesh& chart, std::vector<double>& uv, int isometricIt
     return status;
 }
 
+bool _SettleWithoutCrossing(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                            int isometricIterations, IsometricSystem& system) {
+    auto sound = [&](const std::vector<double>& layout) {
+        return !_HasFlippedTriangle(chart, layout) && !_BoundaryCrossesItself(holes, layout);
+    };
+    if (!system.Prepared() || !sound(uv)) return false;
+    std::vector<double> current = uv;
+    // Steps blend the layouts before and after; at the surface's scale both
+    // are near isometric and the blend is too.
+    _MatchSurfaceArea(chart, current);
+    std::vector<double> next, part(current.size());
+    for (int step = 0; step < isometricIterations; ++step) {
+        next = current;
+        if (system.Run(next, 1) != STATUS_SUCCESS) {
+            if (step == 0) return false;
+            break;
+        }
+        bool moved = sound(next);
+        if (moved) current.swap(next);
+        for (double t = 0.5; !moved && t > 0.05; t *= 0.5) {
+            for (size_t i = 0; i < part.size(); ++i) part[i] = current[i] + t * (next[i] - current[i]);
+            moved = sound(part);
+            if (moved) current.swap(part);
+        }
+        if (!moved) break;
+    }
+    uv.swap(current);
+    _MatchSurfaceArea(chart, uv);
+    InflateFlatFaces(chart, uv);
+    return true;
+}
+
 bool _FlattenChart(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound, bool strict,
                    std::vector<double>& uv, bool& accept, int isometricIterations, IsometricSystem* system) {
     if (!_ConformalStart(chart, holes, holesFound, uv)) return false;

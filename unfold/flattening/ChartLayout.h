@@ -35,6 +35,18 @@ bool _CircleStart(const TriMesh& chart, const std::vector<std::vector<int>>& hol
 int _SettleLayout(const TriMesh& chart, std::vector<double>& uv, int isometricIterations,
                   IsometricSystem* system = nullptr);
 
+// Settles a start that neither folds nor crosses its own outline and keeps it
+// so: each isometric step is taken whole when its result is still sound, or
+// else the longest of a half, a quarter, an eighth or a sixteenth of it that
+// is; the settling ends at a step no part of which is sound, or after
+// `isometricIterations` steps. Then scaled as _SettleLayout scales. For charts
+// whose free settling lays distant parts of their outline over each other:
+// the layout stretches more where the outline would have crossed. `system`
+// must be prepared for `chart`. Returns false (uv untouched) when the start is
+// not sound or a step cannot be solved at all.
+bool _SettleWithoutCrossing(const TriMesh& chart, const std::vector<std::vector<int>>& holes, std::vector<double>& uv,
+                            int isometricIterations, IsometricSystem& system);
+
 // _ConformalStart, then _SettleLayout. Returns false (uv cleared) when the
 // conformal map failed. Sets `accept` when the isometric step failed outside
 // strict mode, where such a layout is taken unchecked.

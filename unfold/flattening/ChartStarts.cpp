@@ -10,6 +10,14 @@
 
 namespace ORVO {
 
+namespace {
+
+// Steps blocked short of a crossing advance by parts: a few more steps than a
+// free settling takes let the rest of the chart settle round the blocked spot.
+constexpr int kCircleWithoutCrossingSteps = 10;
+
+}  // namespace
+
 ChartStarts::ChartStarts(const TriMesh& chart, const std::vector<std::vector<int>>& holes, bool holesFound,
                          const MeshAdjacency* adj, bool withCircle, bool spareThread)
     : mChart(chart), mHoles(holes), mHolesFound(holesFound), mAdj(adj), mWithCircle(withCircle),
@@ -58,8 +66,17 @@ bool ChartStarts::Circle(std::vector<double>& uv) {
         mCircleStarted = mHolesFound && _CircleStart(mChart, mHoles, mCircle, mAdj);
     }
     if (!mCircleStarted) return false;
-    uv = std::move(mCircle);
+    // The start is kept for a settling without crossings.
+    uv = mCircle;
     _SettleLayout(mChart, uv, kChartIsometricIterations, &mSystem);
+    return true;
+}
+
+bool ChartStarts::CircleWithoutCrossing(std::vector<double>& uv) {
+    if (!mCircleAsked || !mCircleStarted || !mHolesFound) return false;
+    std::vector<double> layout = mCircle;
+    if (!_SettleWithoutCrossing(mChart, mHoles, layout, kCircleWithoutCrossingSteps, mSystem)) return false;
+    uv.swap(layout);
     return true;
 }
 

@@ -41,6 +41,11 @@ public:
     // over once. Returns false when there is none (no circle wanted, no single
     // simple loop, or asked for before).
     bool Circle(std::vector<double>& uv);
+    // The circle start settled again, never folding nor crossing its outline
+    // (see _SettleWithoutCrossing): for a circle start whose free settling
+    // crossed. Only after Circle has made it; returns false when there is
+    // none or it could not be settled.
+    bool CircleWithoutCrossing(std::vector<double>& uv);
 
 private:
     void Join();

@@ -46,6 +46,7 @@ int _MergeWithinStretchBudget(const MeshAdjacency& adj, const FaceGeometry& geo,
 // area), which over the total area gives the squared L2 stretch.
 struct RegionLayout {
     bool valid = false;
+    bool fromCircle = false;  // the circle start passed (settled freely or without crossing)
     double stretchSum = 0.0;
     double area = 0.0;
     std::vector<double> cornerUv;  // (u, v) of the 3 corners of each face, in the order of the faces given
@@ -56,12 +57,14 @@ struct RegionLayout {
 // when it then passes them with its own L2 stretch within `budget.maxStretch`.
 // With `spareThread`, the work that does not wait for the conformal start
 // (the isometric system, the circle start) runs on a thread of its own beside
-// it; the layout is the same either way.
+// it; the layout is the same either way. The conformal start is tried first,
+// the circle start when it fails; with `circleFirst` the circle start alone
+// (the conformal start only for a region without one).
 // `cornerAngles`: per face corner of the mesh, its angle on the surface (as
 // _CornerAngles gives them).
 RegionLayout _FlattenRegion(const MeshAdjacency& adj, const std::vector<Vector3>& coords,
                             const std::vector<double>& cornerAngles, const std::vector<int>& faces,
-                            const StretchBudget& budget, bool spareThread = false);
+                            const StretchBudget& budget, bool spareThread = false, bool circleFirst = false);
 
 // Per face corner (3 per face), the angle of the face at that corner.
 std::vector<double> _CornerAngles(const MeshAdjacency& adj, const std::vector<Vector3>& coords);
