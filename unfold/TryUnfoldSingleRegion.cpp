@@ -263,6 +263,16 @@ bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, bool w
         uv.swap(circle);
         accept = true;
     }
+    // One whose outline alone crosses (no face folded or squeezed) is settled
+    // again without letting it cross, as the budget merging does.
+    if (!accept && !circle.empty() && !_HasFlippedTriangle(chart, circle) &&
+        !_HasSqueezedTriangle(chart, circle, settings.maxFaceStretch)) {
+        std::vector<double> settled;
+        if (starts.CircleWithoutCrossing(settled) && (CheckLayout(chart, settings, holes, settled) || relieved(settled))) {
+            uv.swap(settled);
+            accept = true;
+        }
+    }
     return true;
 }
 
