@@ -39,7 +39,8 @@ int _SettleLayout(const TriMesh& chart, std::vector<double>& uv, int isometricIt
 // so: each isometric step is taken whole when its result is still sound, or
 // else the longest of a half, a quarter, an eighth or a sixteenth of it that
 // is; the settling ends at a step no part of which is sound, or after
-// `isometricIterations` steps. Then scaled as _SettleLayout scales. For charts
+// `isometricIterations` steps. Then finished as _SettleLayout finishes (scaled
+// to the chart's area, flat faces given a small area). For charts
 // whose free settling lays distant parts of their outline over each other:
 // the layout stretches more where the outline would have crossed. `system`
 // must be prepared for `chart`. Returns false (uv untouched) when the start is
