@@ -257,21 +257,14 @@ bool FlattenAndCheck(const TriMesh& chart, const AtlasSettings& settings, bool w
                });
     };
     if (!accept) accept = CheckLayout(chart, settings, holes, uv) || relieved(uv);
-    // A conformal start that folds is often set right by one that cannot.
+    // A conformal start that folds is often set right by one that cannot
+    // (settled without crossing when only its outline crosses).
     std::vector<double> circle;
-    if (!accept && starts.Circle(circle) && (CheckLayout(chart, settings, holes, circle) || relieved(circle))) {
+    if (!accept && starts.JudgedCircle(circle, settings.maxFaceStretch, [&](std::vector<double>& layout) {
+            return CheckLayout(chart, settings, holes, layout) || relieved(layout);
+        }) > 0) {
         uv.swap(circle);
         accept = true;
-    }
-    // One whose outline alone crosses (no face folded or squeezed) is settled
-    // again without letting it cross, as the budget merging does.
-    if (!accept && !circle.empty() && !_HasFlippedTriangle(chart, circle) &&
-        !_HasSqueezedTriangle(chart, circle, settings.maxFaceStretch)) {
-        std::vector<double> settled;
-        if (starts.CircleWithoutCrossing(settled) && (CheckLayout(chart, settings, holes, settled) || relieved(settled))) {
-            uv.swap(settled);
-            accept = true;
-        }
     }
     return true;
 }

@@ -8,6 +8,7 @@
 #include <QarnUVAtlas/TriMesh.h>
 
 #include "unfold/MeshAdjacency.h"
+#include "unfold/flattening/ChartLayout.h"
 #include "unfold/flattening/IsometricSystem.h"
 
 #include <cstddef>
@@ -41,14 +42,28 @@ public:
     // over once. Returns false when there is none (no circle wanted, no single
     // simple loop, or asked for before).
     bool Circle(std::vector<double>& uv);
-    // The circle start settled again, never folding nor crossing its outline
-    // (see _SettleWithoutCrossing): for a circle start whose free settling
-    // crossed. Only after Circle has made it; returns false when there is
-    // none or it could not be settled.
-    bool CircleWithoutCrossing(std::vector<double>& uv);
+    // The circle start judged by `passes(layout)` (which may mend the layout
+    // in place). One that fails with no face flipped or squeezed past
+    // `maxFaceStretch` only crosses its own outline: it is settled again
+    // without ever crossing (see _SettleWithoutCrossing) and judged again.
+    // Returns 1 and the layout that passed, 0 and the freely settled layout
+    // when none passed, -1 when there is no circle start (as for Circle).
+    template <class Passes>
+    int JudgedCircle(std::vector<double>& uv, double maxFaceStretch, const Passes& passes) {
+        if (!Circle(uv)) return -1;
+        if (passes(uv)) return 1;
+        if (_HasFlippedTriangle(mChart, uv) || _HasSqueezedTriangle(mChart, uv, maxFaceStretch)) return 0;
+        std::vector<double> settled;
+        if (!CircleWithoutCrossing(settled) || !passes(settled)) return 0;
+        uv.swap(settled);
+        return 1;
+    }
 
 private:
     void Join();
+    // The circle start settled again without crossing its outline; false
+    // when it could not be settled.
+    bool CircleWithoutCrossing(std::vector<double>& uv);
 
     const TriMesh& mChart;
     const std::vector<std::vector<int>>& mHoles;

@@ -247,19 +247,13 @@ int JudgedLayout(const CutChart& cut, double area, const StretchBudget& budget, 
     // The thread beside would make the conformal start's system and the circle
     // start while this one makes the conformal start: of no use to the circle alone.
     ChartStarts starts(chart, cut.holes, cut.holesFound, &cut.adj, true, spareThread && !circleFirst);
-    // The circle start, settled: 1 when it passed, 0 when not, -1 when there is none.
+    // The circle start: 1 when it passed, 0 when not, -1 when there is none.
+    // A union of charts that each lie flat often spreads so wide that distant
+    // parts of its outline meet, though no face of it folds or is squeezed;
+    // settled again without ever crossing, it lies flat.
     auto circle = [&](std::vector<double>& layout) {
-        if (!starts.Circle(layout)) return -1;
-        if (valid(layout) || relieved(layout)) return 1;
-        // A union of charts that each lie flat often spreads so wide that
-        // distant parts of its outline meet, though no face of it folds or is
-        // squeezed. Settled again without ever crossing, it stretches a little
-        // where the parts would have met, and lies flat.
-        if (_HasFlippedTriangle(chart, layout) || _HasSqueezedTriangle(chart, layout, maxFaceStretch)) return 0;
-        std::vector<double> settled;
-        if (!starts.CircleWithoutCrossing(settled) || (!valid(settled) && !relieved(settled))) return 0;
-        layout.swap(settled);
-        return 1;
+        return starts.JudgedCircle(layout, maxFaceStretch,
+                                   [&](std::vector<double>& l) { return valid(l) || relieved(l); });
     };
     fromCircle = false;
     if (circleFirst) {
