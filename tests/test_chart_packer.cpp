@@ -240,6 +240,22 @@ TEST(ChartPacker, EffortFollowsTheFill) {
     EXPECT_TRUE(stats.tiltedPass);
 }
 
+// A large input of a few dozen charts turns each one in 32 directions, an eighth of a
+// quarter turn apart: charts turned by odd multiples of that step must still land whole,
+// rigid and apart, on one and on two threads.
+TEST(ChartPacker, SeveralDozenChartsOfALargeInputTakeThirtyTwoDirections) {
+    ChartSet set = MixedSet(5, 40);
+    AddSquare(set, 100, 3.0, 20.0);  // 20,000 triangles make the input a large one
+    for (int threads : {1, 2}) {
+        SCOPED_TRACE(threads);
+        ORVO::ChartPackOptions options;
+        options.threadCount = threads;
+        const ORVO::ChartPackStats stats = PackAndCheck(set, options);
+        EXPECT_EQ(stats.directions, 32);
+        EXPECT_GT(stats.utilization, 0.5);
+    }
+}
+
 // A handful of charts is also placed in other orders of its largest four; a layout
 // from another order, when one fills more, is as sound as any other.
 TEST(ChartPacker, FewChartsTryOtherOrders) {

@@ -46,6 +46,7 @@ void ChartPackAttempt::LowerCaps(size_t i) {
 
 int ChartPackAttempt::FindPosition(const ChartShapeSet& shapes, int k, const PackVariant& variant, int& x,
                                    int& y) const {
+    static_assert(kMaxDirections <= 32, "the grid ranks at most 32 shapes at once");
     const int turnCount = shapes.Directions(k);
     const ChartShape* candidates[kMaxDirections];
     int keys[kMaxDirections];

@@ -9,8 +9,9 @@ struct ChartPackOptions {
     int resolution = 1024;     // texture size in texels the gap is measured in
     int gapTexels = 1;         // minimum distance between charts, in texels of `resolution`
     bool allowRotation = true; // rotate charts: any angle that shrinks the bounding box, plus 90-degree
-                               // steps (30-degree steps when there are few charts, 45-degree steps
-                               // in a second pass when the fill stays low)
+                               // steps (30-degree steps when there are few charts, 11.25-degree steps
+                               // for 17 to 100 charts of a large input, 45-degree steps in a second
+                               // pass when the fill stays low)
     int threadCount = 1;       // threads the packer may use
 };
 

@@ -9,7 +9,9 @@ namespace ORVO {
 ChartShapeSet::ChartShapeSet(const std::vector<std::vector<int>>& triangles, const std::vector<PreparedChart>& charts,
                              int gap, bool rotate, bool useProbes, int frameLimit)
     : mTriangles(triangles), mCharts(charts), mGap(gap), mRotate(rotate), mUseProbes(useProbes),
-      mFrameLimit(frameLimit), mShapes(charts.size()) {}
+      mFrameLimit(frameLimit), mShapes(charts.size()) {
+    for (size_t k = 0; k < charts.size(); ++k) mShapes[k].resize(Directions(k));
+}
 
 int ChartShapeSet::FrameCount(size_t k) const {
     return std::min({static_cast<int>(mCharts[k].frames.size()), kMaxFrames, mFrameLimit});
@@ -81,7 +83,7 @@ void ChartShapeSet::BuildFrame(size_t k, int f, Scratch& scratch) {
         for (size_t t = 0; t + 2 < tris.size(); t += 3)
             _RasteriseTriangle(image, &pixels[2 * tris[t]], &pixels[2 * tris[t + 1]], &pixels[2 * tris[t + 2]]);
     }
-    std::array<ChartShape, kMaxDirections>& shapes = mShapes[k];
+    std::vector<ChartShape>& shapes = mShapes[k];
     // From the outline, the gap is measured from the chart itself rather than from the
     // pixels it touches: a pixel or so less of border on every side.
     if (fromOutline) _GrowOutline(image, pixels.data(), tris, c.outline, mGap, shapes[first].grown);

@@ -28,8 +28,8 @@ struct PreparedChart {
     bool Empty() const { return frames.empty() || frames[0].local.empty(); }
 };
 
-// Most directions a chart is placed in: four frames of four quarter turns.
-constexpr int kMaxFrames = 4;
+// Most directions a chart is placed in: eight frames of four quarter turns.
+constexpr int kMaxFrames = 8;
 constexpr int kMaxDirections = 4 * kMaxFrames;
 
 // `frame` turned counter-clockwise by `angle` radians and moved back to the origin.
