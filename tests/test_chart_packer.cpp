@@ -110,22 +110,25 @@ void AddL(ChartSet& set, double size, double ox) {
     set.Add(std::move(tris), std::move(uv));
 }
 
-// Square of cells x cells quads, two triangles each.
-void AddSquare(ChartSet& set, int cells, double size, double ox) {
+// Rectangle of width x height units split into nx x ny quads, two triangles each.
+void AddRectangle(ChartSet& set, int nx, int ny, double width, double height, double ox) {
     std::vector<double> uv;
     std::vector<int> tris;
-    for (int y = 0; y <= cells; ++y)
-        for (int x = 0; x <= cells; ++x) {
-            uv.push_back(ox + size * x / cells);
-            uv.push_back(size * y / cells);
+    for (int y = 0; y <= ny; ++y)
+        for (int x = 0; x <= nx; ++x) {
+            uv.push_back(ox + width * x / nx);
+            uv.push_back(height * y / ny);
         }
-    for (int y = 0; y < cells; ++y)
-        for (int x = 0; x < cells; ++x) {
-            const int a = y * (cells + 1) + x;
-            tris.insert(tris.end(), {a, a + 1, a + cells + 2, a, a + cells + 2, a + cells + 1});
+    for (int y = 0; y < ny; ++y)
+        for (int x = 0; x < nx; ++x) {
+            const int a = y * (nx + 1) + x;
+            tris.insert(tris.end(), {a, a + 1, a + nx + 2, a, a + nx + 2, a + nx + 1});
         }
     set.Add(std::move(tris), std::move(uv));
 }
+
+// Square of cells x cells quads.
+void AddSquare(ChartSet& set, int cells, double size, double ox) { AddRectangle(set, cells, cells, size, size, ox); }
 
 // Ring cut open: a strip of quads along 300 degrees of an annulus.
 void AddOpenRing(ChartSet& set, double radius, int segments) {
@@ -254,6 +257,19 @@ TEST(ChartPacker, SeveralDozenChartsOfALargeInputTakeThirtyTwoDirections) {
         EXPECT_EQ(stats.directions, 32);
         EXPECT_GT(stats.utilization, 0.5);
     }
+}
+
+// The fewest charts of a large input climb once more in 32 directions. A lone 4 x 1
+// rectangle needs a square 4 cos 30 + sin 30 = 3.96 units wide in its best direction a
+// multiple of 30 degrees from its sides, and (4 + 1) / sqrt 2 = 3.54 units turned by 45.
+TEST(ChartPacker, ALargeInputsLoneLongChartLiesAcrossTheSquare) {
+    ChartSet set;
+    AddRectangle(set, 200, 50, 4.0, 1.0, 0.0);  // 20,000 triangles: a large input
+    const ORVO::ChartPackStats stats = PackAndCheck(set, ORVO::ChartPackOptions());
+    EXPECT_TRUE(stats.allDirections);
+    EXPECT_EQ(stats.directions, 32);
+    EXPECT_GT(stats.scale, 1 / (4 * std::cos(M_PI / 6) + std::sin(M_PI / 6)));
+    EXPECT_LE(stats.scale, std::sqrt(2.0) / 5);
 }
 
 // A handful of charts is also placed in other orders of its largest four; a layout

@@ -10,8 +10,8 @@ struct ChartPackOptions {
     int gapTexels = 1;         // minimum distance between charts, in texels of `resolution`
     bool allowRotation = true; // rotate charts: any angle that shrinks the bounding box, plus 90-degree
                                // steps (30-degree steps when there are few charts, 11.25-degree steps
-                               // for 17 to 100 charts of a large input, 45-degree steps in a second
-                               // pass when the fill stays low)
+                               // for up to 100 charts of a large input, in a last pass for the fewest,
+                               // 45-degree steps in a second pass when the fill stays low)
     int threadCount = 1;       // threads the packer may use
 };
 
@@ -23,6 +23,7 @@ struct ChartPackStats {
     int directions = 0;        // directions each chart could take in that packing (1 without rotation)
     bool tiltedPass = false;   // a second pass with charts also turned by an eighth of a turn ran
     bool otherOrder = false;   // few charts: the layout kept places them in an order other than largest first
+    bool allDirections = false;// few charts of a large input: the layout kept came from a last pass in 32 directions
     double seconds = 0;        // wall time of the call
 };
 
