@@ -454,14 +454,13 @@ PackAttemptResult SearchPlacementOrders(const std::vector<std::vector<int>>& cha
     return fine.ClimbOrders(orders, chosen, scale, std::max(1.004, 0.99 * gain), kOrderFineSteps);
 }
 
-// A large input's fewest charts (those _FramesFor gives three frames) are big, and how
+// A large input's fewest charts (kFewestCharts, in three frames so far) are big, and how
 // each one lies decides the fill: once every other pass is done, they climb once more in
 // 32 directions from the best scale, on the coarser grid where that costs a quarter. On
 // the budget and automatic atlases of five scans (2 to 16 charts) the fill rose by 1.3
 // points on average and up to 3.3 (armadillo's 16 automatic charts), for a fifth more
 // packing time; nothing is lost, as only a higher scale replaces the best. The same
 // directions from the start made no better a mean and lost 7 points on one atlas.
-constexpr size_t kAllDirectionsMost = 16;
 constexpr PackBudget kAllDirectionsBudget = {6, 4};
 
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
@@ -571,7 +570,7 @@ int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<
         otherOrder = ordered.success && ordered.scale > best.scale;
         if (otherOrder) keep(std::move(ordered), bestGrid, bestFrames);
     }
-    if (best.success && options.allowRotation && !small && placeable <= kAllDirectionsMost && bestFrames < kMaxFrames) {
+    if (best.success && options.allowRotation && !small && placeable <= kFewestCharts && bestFrames < kMaxFrames) {
         const int keptFrames = bestFrames;
         for (PreparedChart& c : charts) _SetFrames(c, kMaxFrames);
         GridPacking turned(chartTriangles, charts, placeable, coarseGrid,
