@@ -460,7 +460,7 @@ PackAttemptResult SearchPlacementOrders(const std::vector<std::vector<int>>& cha
 // the budget and automatic atlases of five scans (2 to 16 charts) the fill rose by 1.3
 // points on average and up to 3.3 (armadillo's 16 automatic charts), for a fifth more
 // packing time; nothing is lost, as only a higher scale replaces the best. The same
-// directions from the start made no better a mean and lost 7 points on one atlas.
+// directions from the start gained less on average and lost 7 points on one atlas.
 constexpr PackBudget kAllDirectionsBudget = {6, 4};
 
 int PackCharts(const std::vector<std::vector<int>>& chartTriangles, std::vector<std::vector<double>>& chartUVs,
