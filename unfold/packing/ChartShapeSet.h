@@ -13,14 +13,14 @@
 
 namespace ORVO {
 
-// Frames a chart gets among `placeable` charts (the single-square packer has a rule of
-// its own for small inputs). The fewest are placed in twelve directions (three frames a
-// third of a quarter turn apart). From 17 to 100 charts, eight frames (32 directions, an
-// eighth of a quarter turn apart) let more charts find a hole they fit: on 19 such atlases
-// of six scans the fill rose by 1.2 points on average (rocker_arm at 43 charts .776 to
-// .814, armadillo at 99 .772 to .793) for about half again the packing time. With fewer
-// charts the fill swung either way by several points, and above 100 the extra
-// directions cost more than they gained.
+// Frames a chart gets among `placeable` charts of a large input packed into one square
+// (small inputs and pages have rules of their own). The fewest are placed in twelve
+// directions (three frames a third of a quarter turn apart). From 17 to 100 charts,
+// eight frames (32 directions, an eighth of a quarter turn apart) let more charts find a
+// hole they fit: on 19 such atlases of six scans the fill rose by 1.2 points on average
+// (rocker_arm at 43 charts .776 to .814, armadillo at 99 .772 to .793) for about half
+// again the packing time. With fewer charts the fill swung either way by several
+// points, and above 100 the extra directions cost more than they gained.
 constexpr size_t kFewestCharts = 16;
 inline int _FramesFor(size_t placeable) {
     if (placeable <= kFewestCharts) return 3;
