@@ -10,7 +10,8 @@ struct ChartPackOptions {
     int gapTexels = 1;         // minimum distance between charts, in texels of `resolution`
     bool allowRotation = true; // rotate charts: any angle that shrinks the bounding box, plus 90-degree
                                // steps (30-degree steps when there are few charts, 11.25-degree steps
-                               // for up to 100 charts of a large input, in a last pass for the fewest,
+                               // for up to 100 charts of a large input, in a last pass for the fewest
+                               // (and for a small input's fewest when they fill the square poorly),
                                // 45-degree steps in a second pass when the fill stays low)
     int threadCount = 1;       // threads the packer may use
 };
