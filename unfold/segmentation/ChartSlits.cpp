@@ -42,6 +42,16 @@ double FaceScore(const TriMesh& chart, const std::vector<double>& uv, int f) {
     return std::min(largest, kScoreCap);
 }
 
+// Weight of half-edge e of face f as a chart border: its length, less where the
+// surface bends across it (see _BorderEdgeWeight).
+double HalfEdgeWeight(const TriMesh& chart, const MeshAdjacency& adj, int f, int e) {
+    const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
+    const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
+    const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
+    return _BorderEdgeWeight((chart.GetVertexCoordRef(t[(e + 1) % 3]) - chart.GetVertexCoordRef(t[e])).Length(),
+                             cosine);
+}
+
 // Cheapest edge path, on edges weighted as chart borders are, from any vertex
 // marked in `sources` to the first vertex off them that `isEnd` accepts,
 // passing only through inner vertices (a source may lie on the boundary)
@@ -82,16 +92,8 @@ std::vector<int> CheapestPath(const TriMesh& chart, const MeshAdjacency& adj, co
                 for (int e : {k, (k + 2) % 3}) {
                     const int w = t[e] == u ? t[(e + 1) % 3] : t[e];
                     if (sources[w] || (!avoid.empty() && avoid[w])) continue;
-                    double weight;
-                    if (weights) {
-                        weight = (*weights)[3 * static_cast<size_t>(f) + e];
-                    } else {
-                        const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
-                        const double cosine = g >= 0 ? FaceNormal(chart, f) * FaceNormal(chart, g) : 1.0;
-                        weight = _BorderEdgeWeight((chart.GetVertexCoordRef(w) - chart.GetVertexCoordRef(u)).Length(),
-                                                   cosine);
-                    }
-                    const double next = c + weight;
+                    const double next = c + (weights ? (*weights)[3 * static_cast<size_t>(f) + e]
+                                                     : HalfEdgeWeight(chart, adj, f, e));
                     if (cost[w] >= 0.0 && cost[w] <= next) continue;
                     cost[w] = next;
                     previous[w] = u;
@@ -105,21 +107,11 @@ std::vector<int> CheapestPath(const TriMesh& chart, const MeshAdjacency& adj, co
     return path;
 }
 
-// The weight CheapestPath gives each half-edge (edge e of face f at 3 f + e),
-// as it would compute it on the way.
+// HalfEdgeWeight of every half-edge (edge e of face f at 3 f + e).
 std::vector<double> HalfEdgeWeights(const TriMesh& chart, const MeshAdjacency& adj) {
-    std::vector<Vector3> normals(adj.faceCount);
-    for (int f = 0; f < adj.faceCount; ++f) normals[f] = FaceNormal(chart, f);
     std::vector<double> weights(3 * static_cast<size_t>(adj.faceCount));
-    for (int f = 0; f < adj.faceCount; ++f) {
-        const int* t = &adj.triangles[3 * static_cast<size_t>(f)];
-        for (int e = 0; e < 3; ++e) {
-            const int g = adj.faceNeighbours[3 * static_cast<size_t>(f) + e];
-            const double cosine = g >= 0 ? normals[f] * normals[g] : 1.0;
-            weights[3 * static_cast<size_t>(f) + e] = _BorderEdgeWeight(
-                (chart.GetVertexCoordRef(t[(e + 1) % 3]) - chart.GetVertexCoordRef(t[e])).Length(), cosine);
-        }
-    }
+    for (int f = 0; f < adj.faceCount; ++f)
+        for (int e = 0; e < 3; ++e) weights[3 * static_cast<size_t>(f) + e] = HalfEdgeWeight(chart, adj, f, e);
     return weights;
 }
 
