@@ -8,11 +8,10 @@ namespace ORVO {
 struct ChartPackOptions {
     int resolution = 1024;     // texture size in texels the gap is measured in
     int gapTexels = 1;         // minimum distance between charts, in texels of `resolution`
-    bool allowRotation = true; // rotate charts: any angle that shrinks the bounding box, plus 90-degree
-                               // steps (30-degree steps when there are few charts, 11.25-degree steps
-                               // for up to 100 charts of a large input, in a last pass for the fewest
-                               // (and for a small input's fewest when they fill the square poorly),
-                               // 45-degree steps in a second pass when the fill stays low)
+    bool allowRotation = true; // rotate charts: the angle that shrinks the bounding box, plus turns of
+                               // 90 degrees; of 30 degrees for few charts; of 11.25 degrees for 17 to
+                               // 100 charts of a large input and in the last pass of the fewest;
+                               // of 45 degrees in a second pass when the fill stays low
     int threadCount = 1;       // threads the packer may use
 };
 
